@@ -1,0 +1,62 @@
+#pragma once
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace peers {
+
+// A TCP peer on 127.0.0.1 with an ephemeral port, run on threads of the test
+// process. Each accepted connection runs the session function on a thread of
+// its own; the destructor shuts every connection down and joins.
+class LoopbackPeer {
+public:
+    using Session = std::function<void(SOCKET)>;
+
+    explicit LoopbackPeer(Session session, int backlog = SOMAXCONN, bool acceptConnections = true);
+    ~LoopbackPeer();
+    LoopbackPeer(const LoopbackPeer&) = delete;
+    LoopbackPeer& operator=(const LoopbackPeer&) = delete;
+
+    unsigned short Port() const { return m_port; }
+    // "127.0.0.1:port", the text a device address is made from.
+    std::wstring ServiceAddress() const;
+    int Accepted() const { return m_accepted.load(); }
+    // Waits until `count` connections were accepted; false after `ms`.
+    bool WaitAccepted(int count, unsigned ms = 5000);
+
+    // Sessions.
+    static void Echo(SOCKET s);
+    static void CloseAtOnce(SOCKET s);
+    static void Silent(SOCKET s);
+    // Reads everything into `sink` until the other side closes.
+    static Session Record(std::string* sink, std::mutex* lock);
+    // Sends `reply`, then reads until the other side closes.
+    static Session Reply(std::string reply);
+
+private:
+    void AcceptLoop(bool acceptConnections);
+
+    Session m_session;
+    SOCKET m_listener = INVALID_SOCKET;
+    unsigned short m_port = 0;
+    std::atomic<int> m_accepted{0};
+    std::atomic<bool> m_stopping{false};
+    std::mutex m_lock;
+    std::condition_variable m_acceptedChanged;
+    std::vector<SOCKET> m_connections;
+    std::vector<std::thread> m_sessions;
+    std::thread m_acceptThread;
+};
+
+// Winsock for the test process: started once, for the process's lifetime.
+void EnsureWinsock();
+
+}  // namespace peers
