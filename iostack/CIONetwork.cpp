@@ -1,0 +1,467 @@
+#include "iostack/CIONetwork.h"
+
+#include <ws2tcpip.h>
+
+#include <new>
+
+#include "utils/CProgressAggregator.h"
+
+namespace QVIOStack {
+
+using namespace QVDeviceManager;
+using QVUtils::CProgressAggregator;
+
+namespace {
+
+constexpr unsigned long kNetworkTimeout = 30000;
+constexpr int kReceiveBufferSize = 17520;
+constexpr int kSocketAddressLength = 128;
+
+bool IsHexDigit(wchar_t c)
+{
+    return (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f') || (c >= L'A' && c <= L'F');
+}
+
+bool IsDigits(const std::wstring& text, size_t from)
+{
+    for (size_t i = from; i < text.size(); ++i) {
+        if (text[i] < L'0' || text[i] > L'9') {
+            return false;
+        }
+    }
+    return true;
+}
+
+// An embedded IPv4 tail: digits and exactly three dots, each dot behind a digit.
+bool IsDottedTail(const std::wstring& text, size_t from)
+{
+    int dots = 0;
+    for (size_t i = from; i < text.size(); ++i) {
+        if (text[i] == L'.') {
+            if (i == from || text[i - 1] < L'0' || text[i - 1] > L'9') {
+                return false;
+            }
+            ++dots;
+        } else if (text[i] < L'0' || text[i] > L'9') {
+            return false;
+        }
+    }
+    return dots == 3;
+}
+
+}  // namespace
+
+IDeviceConnection* CreateIONetwork(bool secure)
+{
+    // The secure connection does not exist yet: ports that ask for it get
+    // no connection.
+    if (secure) {
+        return nullptr;
+    }
+    try {
+        return new CIONetwork();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+CIONetwork::CIONetwork()
+    : CIOCommon(kNetworkTimeout, kNetworkTimeout, kNetworkTimeout)
+{
+}
+
+CIONetwork::~CIONetwork()
+{
+    Cleanup();
+    if (m_bStarted) {
+        WSACleanup();
+    }
+}
+
+IDeviceConnection* CIONetwork::Clone(bool secure)
+{
+    IDeviceConnection* clone = CreateIONetwork(secure);
+    if (clone == nullptr) {
+        return nullptr;
+    }
+    unsigned long status;
+    if (m_pDevice != nullptr) {
+        status = clone->Initialize(m_pDevice, m_functions);
+    } else {
+        const std::wstring text = m_addressFamily == AF_INET6
+            ? L"[" + m_address + L"]:" + m_port
+            : m_address + L":" + m_port;
+        status = clone->Initialize(text.c_str());
+    }
+    if (status != 0) {
+        delete clone;
+        return nullptr;
+    }
+    clone->AddRef();
+    return clone;
+}
+
+unsigned long CIONetwork::Initialize(IDevice* device, const std::list<FUNCTION_TYPE>& functions)
+{
+    if (device == nullptr) {
+        return IOError_Fail;
+    }
+    INetworkDevice* networkDevice = nullptr;
+    if (device->GetNetworkDevice(&networkDevice) != 0 || networkDevice == nullptr) {
+        return IOError_Fail;
+    }
+    m_functions.clear();
+    for (FUNCTION_TYPE type : functions) {
+        IDeviceFunction* function = nullptr;
+        if (networkDevice->GetFunction(type, &function) == 0) {
+            m_functions.push_back(type);
+        }
+    }
+    if (m_functions.empty()) {
+        return IOError_Fail;
+    }
+    m_pDevice = networkDevice;
+    return 0;
+}
+
+unsigned long CIONetwork::Initialize(const wchar_t* serviceAddress)
+{
+    m_pDevice = nullptr;
+    return Init(serviceAddress);
+}
+
+bool CIONetwork::IsHTTPCapable()
+{
+    return false;
+}
+
+unsigned long CIONetwork::Navigate(IHTTPNavigateParams*, IHTTPClient*, QVUtils::IProgress*)
+{
+    return IOError_Fail;
+}
+
+const wchar_t* CIONetwork::GetAddress()
+{
+    return m_address.empty() ? nullptr : m_address.c_str();
+}
+
+const wchar_t* CIONetwork::GetPort()
+{
+    return m_port.empty() ? nullptr : m_port.c_str();
+}
+
+const wchar_t* CIONetwork::GetServiceAddress()
+{
+    return m_serviceAddress.empty() ? nullptr : m_serviceAddress.c_str();
+}
+
+bool CIONetwork::SplitServiceAddress(const std::wstring& text, std::wstring& address, std::wstring& port)
+{
+    const size_t first = text.find_first_of(L":.");
+    if (first == std::wstring::npos) {
+        return false;
+    }
+    if (text[first] == L'.') {
+        const size_t colon = text.find(L':', first + 1);
+        address = colon == std::wstring::npos ? text : text.substr(0, colon);
+        port = colon == std::wstring::npos ? L"" : text.substr(colon + 1);
+        return true;
+    }
+    if (text[0] != L'[') {
+        // An IPv6 literal without brackets, or a dotless name with a port.
+        address = text;
+        port.clear();
+        return true;
+    }
+    const size_t close = text.find(L']', first);
+    if (close == std::wstring::npos) {
+        return false;
+    }
+    address = text.substr(1, close - 1);
+    port = close + 1 < text.size() && text[close + 1] == L':' ? text.substr(close + 2) : L"";
+    return true;
+}
+
+bool CIONetwork::IsIPv6(const std::wstring& a)
+{
+    if (a.empty()) {
+        return false;
+    }
+    int colons = 0;
+    int doubleColons = 0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        const wchar_t c = a[i];
+        if (c == L':') {
+            if (++colons < 2) {
+                continue;
+            }
+            if (colons > 7) {
+                break;
+            }
+            if (a[i - 1] == L':' && ++doubleColons > 1) {
+                break;
+            }
+            const size_t next = a.find_first_of(L":.", i + 1);
+            if (next != std::wstring::npos && a[next] == L'.') {
+                return IsDottedTail(a, i + 1);
+            }
+        } else if (c == L'/' || c == L'%') {
+            if (!IsDigits(a, i + 1)) {
+                return false;
+            }
+            break;
+        } else if (!IsHexDigit(c)) {
+            return false;
+        }
+    }
+    return colons >= 2 && colons <= 7 && doubleColons <= 1;
+}
+
+unsigned long CIONetwork::Init(const wchar_t* serviceAddress)
+{
+    if (serviceAddress == nullptr || *serviceAddress == L'\0') {
+        return IOError_Fail;
+    }
+    if (m_hIO != INVALID_HANDLE_VALUE) {
+        Cleanup();
+    }
+    std::wstring address;
+    std::wstring port;
+    if (!SplitServiceAddress(serviceAddress, address, port)) {
+        return IOError_Fail;
+    }
+    m_address = address;
+    m_port = port.empty() ? L"8080" : port;
+    m_serviceAddress = serviceAddress;
+    m_addressFamily = IsIPv6(m_address) ? AF_INET6 : AF_INET;
+    return 0;
+}
+
+unsigned long CIONetwork::RediscoverDevice(QVUtils::IProgress* progress)
+{
+    const unsigned long refreshed = m_pDevice->Refresh(progress);
+    if (refreshed != 0) {
+        if (const unsigned long mapped = MapDeviceManagerError(refreshed)) {
+            return mapped;
+        }
+    }
+    for (FUNCTION_TYPE type : m_functions) {
+        IDeviceFunction* function = nullptr;
+        if (m_pDevice->GetFunction(type, &function) == 0 && function != nullptr
+            && Init(function->GetAddress().c_str()) == 0) {
+            return 0;  // the first function whose address can be parsed wins
+        }
+    }
+    return IOError_Fail;
+}
+
+unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
+{
+    EnterCriticalSection(&m_openLock);
+    CProgressAggregator localProgress(progress, 3);
+    unsigned long status = 0;
+
+    auto finish = [&](unsigned long result) {
+        if (result != 0) {
+            Cleanup();
+        }
+        LeaveCriticalSection(&m_openLock);
+        return result;
+    };
+
+    if (m_hIO != INVALID_HANDLE_VALUE) {
+        if (IsOpen()) {
+            ++m_lSessionCount;
+            return finish(0);
+        }
+        // The peer has gone: rebuild, and let the users of the dead socket
+        // keep their places in the count.
+        const long sessions = m_lSessionCount;
+        Cleanup();
+        m_lSessionCount = sessions;
+    }
+
+    if (m_pDevice != nullptr && (status = RediscoverDevice(&localProgress)) != 0) {
+        return finish(status);
+    }
+    if (m_address.empty()) {
+        return finish(IOError_Fail);
+    }
+    if (!localProgress.Step(0UL)) {
+        return finish(IOError_Aborted);
+    }
+    if (!m_bStarted) {
+        WSADATA data;
+        const int started = WSAStartup(0x202, &data);
+        // Set either way: the destructor balances even a failed start.
+        m_bStarted = true;
+        if (started != 0) {
+            return finish(IOError_Fail);
+        }
+    }
+    if (m_hIO == INVALID_HANDLE_VALUE) {
+        m_hIO = reinterpret_cast<HANDLE>(
+            WSASocketW(m_addressFamily, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
+    }
+    if (Socket() == INVALID_SOCKET) {
+        m_hIO = INVALID_HANDLE_VALUE;
+        return finish(IOError_Fail);
+    }
+    const int receiveBuffer = kReceiveBufferSize;
+    if (setsockopt(Socket(), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&receiveBuffer),
+                   sizeof(receiveBuffer)) != 0) {
+        return finish(IOError_Fail);
+    }
+    m_hEvent = WSACreateEvent();
+    if (m_hEvent == nullptr) {
+        return finish(IOError_Fail);
+    }
+    if (WSAEventSelect(Socket(), m_hEvent, FD_CONNECT) != 0) {
+        return finish(IOError_Fail);
+    }
+    if (!localProgress.Step(0UL)) {
+        return finish(IOError_Aborted);
+    }
+
+    const int connectCode = Connect(localProgress);
+    if (connectCode == 0) {
+        ++m_lSessionCount;
+        WSAResetEvent(m_hEvent);
+        // From here on only the peer's close fires the event (see IsOpen).
+        WSAEventSelect(Socket(), m_hEvent, FD_CLOSE);
+        return finish(0);
+    }
+    if (connectCode == WSA_WAIT_TIMEOUT || connectCode == WSAETIMEDOUT) {
+        return finish(IOError_Timeout);
+    }
+    return finish(IOError_Fail);
+}
+
+int CIONetwork::Connect(QVUtils::IProgress& localProgress)
+{
+    const std::wstring text = m_addressFamily == AF_INET6
+        ? L"[" + m_address + L"]:" + m_port
+        : m_address + L":" + m_port;
+    unsigned char storage[kSocketAddressLength] = {};
+    sockaddr* address = reinterpret_cast<sockaddr*>(storage);
+    address->sa_family = static_cast<ADDRESS_FAMILY>(m_addressFamily);
+    int length = kSocketAddressLength;
+
+    int code = WSAStringToAddressW(const_cast<wchar_t*>(text.c_str()), m_addressFamily, nullptr,
+                                   address, &length);
+    if (code == 0) {
+        code = WSAConnect(Socket(), address, length, nullptr, nullptr, nullptr, nullptr) == 0
+            ? 0
+            : WSAGetLastError();
+        if (code == WSAEWOULDBLOCK) {
+            code = static_cast<int>(WaitForSingleObject(m_hEvent, m_openTimeout));
+            if (code == 0) {
+                WSANETWORKEVENTS events{};
+                code = WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
+                if (code == 0) {
+                    code = events.iErrorCode[FD_CONNECT_BIT];
+                }
+                WSAResetEvent(m_hEvent);
+            }
+        }
+    }
+    // A stop asked for here does not undo a connection that stands: the
+    // connect code alone decides.
+    localProgress.Step(0UL);
+    return code;
+}
+
+bool CIONetwork::IsOpen()
+{
+    if (m_hIO == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    const DWORD waited = WaitForSingleObject(m_hEvent, 0);
+    if (waited == WAIT_TIMEOUT) {
+        return true;
+    }
+    if (waited == WAIT_OBJECT_0) {
+        // Only FD_CLOSE fires the event of an open socket. The event is reset,
+        // so the caller must clean up now (Open does).
+        WSANETWORKEVENTS events{};
+        WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
+        WSAResetEvent(m_hEvent);
+    }
+    return false;
+}
+
+unsigned long CIONetwork::Close()
+{
+    EnterCriticalSection(&m_openLock);
+    if (m_hIO != INVALID_HANDLE_VALUE) {
+        if (m_lSessionCount < 1) {
+            m_lSessionCount = 1;
+        }
+        if (--m_lSessionCount == 0) {
+            shutdown(Socket(), SD_BOTH);
+            closesocket(Socket());
+            m_hIO = INVALID_HANDLE_VALUE;
+            ShutdownSocketServer();
+        }
+    }
+    LeaveCriticalSection(&m_openLock);
+    return 0;
+}
+
+void CIONetwork::Cleanup()
+{
+    if (m_hEvent != nullptr) {
+        WSACloseEvent(m_hEvent);
+        m_hEvent = nullptr;
+    }
+    if (m_hIO != INVALID_HANDLE_VALUE) {
+        m_lSessionCount = 0;
+        Close();
+    }
+}
+
+void CIONetwork::ShutdownSocketServer()
+{
+    HANDLE& thread = m_hServer[4];
+    if (thread != nullptr) {
+        if (SetEvent(m_hServer[2])) {
+            WaitForSingleObject(thread, INFINITE);
+        }
+        thread = nullptr;
+    }
+    for (int i = 3; i >= 0; --i) {
+        if (m_hServer[i] != nullptr) {
+            CloseHandle(m_hServer[i]);
+            m_hServer[i] = nullptr;
+        }
+    }
+}
+
+BOOL CIONetwork::StartTransfer(Direction direction, void* buffer, DWORD size, DWORD* done,
+                               OVERLAPPED* overlapped)
+{
+    // Sockets take the socket calls: an overlapped WriteFile on a socket that
+    // goes pending does not complete on every platform this runs on.
+    WSABUF chunk{size, static_cast<char*>(buffer)};
+    DWORD flags = 0;
+    const int result = direction == Direction::Read
+        ? WSARecv(Socket(), &chunk, 1, done, &flags, overlapped, nullptr)
+        : WSASend(Socket(), &chunk, 1, done, 0, overlapped, nullptr);
+    if (result == 0) {
+        return TRUE;
+    }
+    SetLastError(WSAGetLastError());
+    return FALSE;
+}
+
+BOOL CIONetwork::GetTransferResult(OVERLAPPED* overlapped, DWORD* done, BOOL wait)
+{
+    DWORD flags = 0;
+    if (WSAGetOverlappedResult(Socket(), overlapped, done, wait, &flags)) {
+        return TRUE;
+    }
+    SetLastError(WSAGetLastError());
+    return FALSE;
+}
+
+}  // namespace QVIOStack
