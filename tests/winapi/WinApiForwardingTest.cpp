@@ -1,0 +1,186 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <winspool.h>
+
+#include "doubles/ApiOverride.h"
+#include "winapi/CCryptApi.h"
+#include "winapi/CIPHelperApi.h"
+#include "winapi/CKernelApi.h"
+#include "winapi/CLateBoundProcT.h"
+#include "winapi/CLazyLibrary.h"
+#include "winapi/CRegistryApi.h"
+#include "winapi/CSetupApi.h"
+#include "winapi/CShellApi.h"
+#include "winapi/CSpoolerApi.h"
+#include "winapi/CUserApi.h"
+#include "winapi/CWinSockApi.h"
+
+using namespace QVWinApi;
+using ::testing::_;
+using ::testing::Return;
+using ::testing::StrEq;
+
+namespace {
+
+constexpr DWORD kCallNotImplemented = 120;
+
+// A key's value read the way the library's logic reads the registry.
+LSTATUS ReadDword(const wchar_t* subKey, const wchar_t* name, DWORD& value)
+{
+    HKEY key = nullptr;
+    LSTATUS status = g_pRegistryApi->RegOpenKeyExW(HKEY_CURRENT_USER, subKey, 0, KEY_READ, &key);
+    if (status != ERROR_SUCCESS) {
+        return status;
+    }
+    DWORD size = sizeof value;
+    status = g_pRegistryApi->RegQueryValueExW(key, name, nullptr, nullptr,
+                                              reinterpret_cast<BYTE*>(&value), &size);
+    g_pRegistryApi->RegCloseKey(key);
+    return status;
+}
+
+class MockRegistryApi : public CRegistryApi {
+public:
+    MOCK_METHOD(LSTATUS, RegOpenKeyExW, (HKEY, LPCWSTR, DWORD, REGSAM, PHKEY), (override));
+};
+
+}  // namespace
+
+TEST(WinApiTest, EachPointerHoldsItsConcreteClass)
+{
+    EXPECT_NE(dynamic_cast<CKernelApi*>(g_pKernelApi), nullptr);
+    EXPECT_NE(dynamic_cast<CRegistryApi*>(g_pRegistryApi), nullptr);
+    EXPECT_NE(dynamic_cast<CSpoolerApi*>(g_pSpoolerApi), nullptr);
+    EXPECT_NE(dynamic_cast<CSetupApi*>(g_pSetupApi), nullptr);
+    EXPECT_NE(dynamic_cast<CWinSockApi*>(g_pWinSockApi), nullptr);
+    EXPECT_NE(dynamic_cast<CCryptApi*>(g_pCryptApi), nullptr);
+    EXPECT_NE(dynamic_cast<CShellApi*>(g_pShellApi), nullptr);
+    EXPECT_NE(dynamic_cast<CUserApi*>(g_pUserApi), nullptr);
+    EXPECT_NE(dynamic_cast<CIPHelperApi*>(g_pIPHelperApi), nullptr);
+}
+
+TEST(WinApiTest, LateBoundGetProcessIdGivesTheRealValue)
+{
+    EXPECT_EQ(g_pKernelApi->GetProcessId(::GetCurrentProcess()), ::GetCurrentProcessId());
+    EXPECT_EQ(g_pKernelApi->GetProcessId(::GetCurrentProcess()), ::GetCurrentProcessId());
+}
+
+TEST(WinApiTest, LateBoundGetProductInfoAndGetUserGeoIdGiveTheRealValues)
+{
+    DWORD expected = 0;
+    const BOOL expectedResult = ::GetProductInfo(6, 1, 0, 0, &expected);
+    DWORD actual = 0;
+    EXPECT_EQ(g_pKernelApi->GetProductInfo(6, 1, 0, 0, &actual), expectedResult);
+    EXPECT_EQ(actual, expected);
+    EXPECT_EQ(g_pKernelApi->GetUserGeoID(GEOCLASS_NATION), ::GetUserGeoID(GEOCLASS_NATION));
+}
+
+TEST(WinApiTest, LateBoundFunctionMissingFromThePlatformGivesZeroWithError120)
+{
+    CLateBoundProcT<DWORD WINAPI(HANDLE)> missing("OrvaneNoSuchFunction");
+    const HMODULE kernel32 = ::GetModuleHandleW(L"kernel32.dll");
+    for (int call = 0; call < 2; ++call) {
+        ::SetLastError(0);
+        EXPECT_EQ(missing.Call(kernel32, ::GetCurrentProcess()), 0u);
+        EXPECT_EQ(::GetLastError(), kCallNotImplemented);
+    }
+}
+
+TEST(WinApiTest, LateBoundFunctionWithoutModuleGivesZeroWithError120)
+{
+    CLazyLibrary absent(L"orvane-no-such-library.dll");
+    EXPECT_EQ(absent.Get(), nullptr);
+    CLateBoundProcT<DWORD WINAPI(HANDLE)> getProcessId("GetProcessId");
+    ::SetLastError(0);
+    EXPECT_EQ(getProcessId.Call(absent.Get(), ::GetCurrentProcess()), 0u);
+    EXPECT_EQ(::GetLastError(), kCallNotImplemented);
+}
+
+TEST(WinApiTest, LazyLibraryLoadsOnceAndKeepsTheHandle)
+{
+    CLazyLibrary library(L"winspool.drv");
+    const HMODULE first = library.Get();
+    EXPECT_EQ(first, ::GetModuleHandleW(L"winspool.drv"));
+    EXPECT_EQ(library.Get(), first);
+}
+
+TEST(WinApiTest, SpoolerOrdinals203And204AreGetAndSetDefaultPrinter)
+{
+    const HMODULE winspool = ::GetModuleHandleW(L"winspool.drv");
+    ASSERT_NE(winspool, nullptr);
+    EXPECT_EQ(::GetProcAddress(winspool, MAKEINTRESOURCEA(203)),
+              ::GetProcAddress(winspool, "GetDefaultPrinterW"));
+    EXPECT_EQ(::GetProcAddress(winspool, MAKEINTRESOURCEA(204)),
+              ::GetProcAddress(winspool, "SetDefaultPrinterW"));
+}
+
+TEST(WinApiTest, SpoolerGetDefaultPrinterByOrdinalAnswersAsTheNamedFunction)
+{
+    wchar_t expectedName[256] = {};
+    DWORD expectedSize = 256;
+    ::SetLastError(0);
+    const BOOL expected = ::GetDefaultPrinterW(expectedName, &expectedSize);
+    const DWORD expectedError = ::GetLastError();
+
+    wchar_t name[256] = {};
+    DWORD size = 256;
+    ::SetLastError(0);
+    EXPECT_EQ(g_pSpoolerApi->GetDefaultPrinterW(name, &size), expected);
+    EXPECT_EQ(::GetLastError(), expectedError);
+    EXPECT_EQ(size, expectedSize);
+    EXPECT_STREQ(name, expectedName);
+}
+
+TEST(WinApiTest, SpoolerSetDefaultPrinterByOrdinalRefusesAnUnknownQueue)
+{
+    ::SetLastError(0);
+    const BOOL expected = ::SetDefaultPrinterW(L"Orvane No Such Queue");
+    const DWORD expectedError = ::GetLastError();
+    ::SetLastError(0);
+    EXPECT_EQ(g_pSpoolerApi->SetDefaultPrinterW(L"Orvane No Such Queue"), expected);
+    EXPECT_EQ(expected, FALSE);
+    EXPECT_EQ(::GetLastError(), expectedError);
+}
+
+TEST(WinApiTest, RegistryDoubleIsSeenByTheCallerAndTheRealApiIsBackAfterwards)
+{
+    IRegistryApi* const real = g_pRegistryApi;
+    HKEY key = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Orvane\\SeamTest", 0, nullptr, 0,
+                                KEY_WRITE, nullptr, &key, nullptr), ERROR_SUCCESS);
+    const DWORD stored = 4711;
+    ::RegSetValueExW(key, L"Value", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&stored), sizeof stored);
+    ::RegCloseKey(key);
+
+    DWORD value = 0;
+    {
+        MockRegistryApi mock;
+        doubles::ApiOverride<IRegistryApi> swap(g_pRegistryApi, mock);
+        EXPECT_CALL(mock, RegOpenKeyExW(HKEY_CURRENT_USER, StrEq(L"Software\\Orvane\\SeamTest"), 0u,
+                                        static_cast<REGSAM>(KEY_READ), _))
+            .WillOnce(Return(ERROR_ACCESS_DENIED));
+        EXPECT_EQ(g_pRegistryApi, &mock);
+        EXPECT_EQ(ReadDword(L"Software\\Orvane\\SeamTest", L"Value", value), ERROR_ACCESS_DENIED);
+        EXPECT_EQ(value, 0u);
+    }
+    EXPECT_EQ(g_pRegistryApi, real);
+    EXPECT_EQ(ReadDword(L"Software\\Orvane\\SeamTest", L"Value", value), ERROR_SUCCESS);
+    EXPECT_EQ(value, 4711u);
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\Orvane\\SeamTest");
+}
+
+TEST(WinApiTest, KernelDoubleOverridesOneOperationAndLeavesTheOthersOnThePlatform)
+{
+    struct FixedTicks : CKernelApi {
+        DWORD GetTickCount() override { return 123456; }
+    } fixed;
+    IKernelApi* const real = g_pKernelApi;
+    {
+        doubles::ApiOverride<IKernelApi> swap(g_pKernelApi, fixed);
+        EXPECT_EQ(g_pKernelApi->GetTickCount(), 123456u);
+        EXPECT_EQ(g_pKernelApi->GetCurrentProcessId(), ::GetCurrentProcessId());
+    }
+    EXPECT_EQ(g_pKernelApi, real);
+}
