@@ -33,7 +33,9 @@ bool CTickCountHelper::IsExpired(unsigned long now) const
     if (!m_bWrapped) {
         return now >= m_ulEnd;
     }
-    return now >= m_ulEnd && now <= m_ulStart;
+    // Between the wrapped end and the start; the start tick itself is the
+    // beginning of the wait, not its end.
+    return now >= m_ulEnd && now < m_ulStart;
 }
 
 unsigned long CTickCountHelper::GetRemaining() const

@@ -38,14 +38,8 @@ LoopbackPeer::LoopbackPeer(Session session, int backlog, bool acceptConnections)
 LoopbackPeer::~LoopbackPeer()
 {
     m_stopping = true;
-    closesocket(m_listener);
     m_acceptThread.join();
-    {
-        std::lock_guard<std::mutex> guard(m_lock);
-        for (SOCKET s : m_connections) {
-            shutdown(s, SD_BOTH);
-        }
-    }
+    closesocket(m_listener);
     for (auto& t : m_sessions) {
         t.join();
     }
@@ -68,59 +62,90 @@ bool LoopbackPeer::WaitAccepted(int count, unsigned ms)
 
 void LoopbackPeer::AcceptLoop(bool acceptConnections)
 {
-    if (!acceptConnections) {
-        // Connections stay in the backlog until the listener closes.
-        while (!m_stopping) {
-            Sleep(10);
+    // Polls, so that stopping never depends on a blocked accept waking up.
+    while (!m_stopping) {
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(m_listener, &readable);
+        timeval slice{0, 20000};
+        if (select(0, &readable, nullptr, nullptr, &slice) != 1 || !acceptConnections) {
+            // Without accepting, connections stay in the backlog.
+            if (!acceptConnections) {
+                Sleep(20);
+            }
+            continue;
         }
-        return;
-    }
-    for (;;) {
         SOCKET s = accept(m_listener, nullptr, nullptr);
         if (s == INVALID_SOCKET) {
-            return;
+            continue;
         }
         std::lock_guard<std::mutex> guard(m_lock);
-        if (m_stopping) {
-            closesocket(s);
-            return;
-        }
         m_connections.push_back(s);
-        m_sessions.emplace_back(m_session, s);
+        m_sessions.emplace_back(&LoopbackPeer::RunSession, this, s);
         ++m_accepted;
         m_acceptedChanged.notify_all();
     }
 }
 
-void LoopbackPeer::Echo(SOCKET s)
+void LoopbackPeer::RunSession(SOCKET s)
+{
+    PeerSocket peerSocket(s, m_stopping);
+    m_session(peerSocket);
+}
+
+int PeerSocket::Receive(char* buffer, int size)
+{
+    while (!m_stopping) {
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(socket, &readable);
+        timeval slice{0, 20000};
+        const int ready = select(0, &readable, nullptr, nullptr, &slice);
+        if (ready < 0) {
+            return 0;
+        }
+        if (ready == 1) {
+            const int n = recv(socket, buffer, size, 0);
+            return n > 0 ? n : 0;
+        }
+    }
+    return 0;
+}
+
+bool PeerSocket::Send(const void* data, int size)
+{
+    return send(socket, static_cast<const char*>(data), size, 0) == size;
+}
+
+void LoopbackPeer::Echo(PeerSocket& s)
 {
     char buffer[4096];
     int n;
-    while ((n = recv(s, buffer, sizeof(buffer), 0)) > 0) {
-        if (send(s, buffer, n, 0) != n) {
+    while ((n = s.Receive(buffer, sizeof(buffer))) > 0) {
+        if (!s.Send(buffer, n)) {
             return;
         }
     }
 }
 
-void LoopbackPeer::CloseAtOnce(SOCKET s)
+void LoopbackPeer::CloseAtOnce(PeerSocket& s)
 {
-    shutdown(s, SD_BOTH);
+    shutdown(s.socket, SD_BOTH);
 }
 
-void LoopbackPeer::Silent(SOCKET s)
+void LoopbackPeer::Silent(PeerSocket& s)
 {
     char buffer[4096];
-    while (recv(s, buffer, sizeof(buffer), 0) > 0) {
+    while (s.Receive(buffer, sizeof(buffer)) > 0) {
     }
 }
 
 LoopbackPeer::Session LoopbackPeer::Record(std::string* sink, std::mutex* lock)
 {
-    return [sink, lock](SOCKET s) {
+    return [sink, lock](PeerSocket& s) {
         char buffer[65536];
         int n;
-        while ((n = recv(s, buffer, sizeof(buffer), 0)) > 0) {
+        while ((n = s.Receive(buffer, sizeof(buffer))) > 0) {
             std::lock_guard<std::mutex> guard(*lock);
             sink->append(buffer, n);
         }
@@ -129,8 +154,8 @@ LoopbackPeer::Session LoopbackPeer::Record(std::string* sink, std::mutex* lock)
 
 LoopbackPeer::Session LoopbackPeer::Reply(std::string reply)
 {
-    return [reply](SOCKET s) {
-        send(s, reply.data(), static_cast<int>(reply.size()), 0);
+    return [reply](PeerSocket& s) {
+        s.Send(reply);
         Silent(s);
     };
 }

@@ -13,12 +13,29 @@
 
 namespace peers {
 
+// The device's side of one accepted connection. Receive waits in short
+// slices, so that a session ends when its peer is stopped: under Wine a
+// blocked recv does not wake when another thread shuts the socket down.
+class PeerSocket {
+public:
+    PeerSocket(SOCKET s, const std::atomic<bool>& stopping) : socket(s), m_stopping(stopping) {}
+    // Bytes received; 0 when the other side closed or the peer stops.
+    int Receive(char* buffer, int size);
+    bool Send(const void* data, int size);
+    bool Send(const std::string& data) { return Send(data.data(), static_cast<int>(data.size())); }
+
+    const SOCKET socket;
+
+private:
+    const std::atomic<bool>& m_stopping;
+};
+
 // A TCP peer on 127.0.0.1 with an ephemeral port, run on threads of the test
 // process. Each accepted connection runs the session function on a thread of
-// its own; the destructor shuts every connection down and joins.
+// its own; the destructor stops every session and joins.
 class LoopbackPeer {
 public:
-    using Session = std::function<void(SOCKET)>;
+    using Session = std::function<void(PeerSocket&)>;
 
     explicit LoopbackPeer(Session session, int backlog = SOMAXCONN, bool acceptConnections = true);
     ~LoopbackPeer();
@@ -33,9 +50,9 @@ public:
     bool WaitAccepted(int count, unsigned ms = 5000);
 
     // Sessions.
-    static void Echo(SOCKET s);
-    static void CloseAtOnce(SOCKET s);
-    static void Silent(SOCKET s);
+    static void Echo(PeerSocket& s);
+    static void CloseAtOnce(PeerSocket& s);
+    static void Silent(PeerSocket& s);
     // Reads everything into `sink` until the other side closes.
     static Session Record(std::string* sink, std::mutex* lock);
     // Sends `reply`, then reads until the other side closes.
@@ -43,6 +60,7 @@ public:
 
 private:
     void AcceptLoop(bool acceptConnections);
+    void RunSession(SOCKET s);
 
     Session m_session;
     SOCKET m_listener = INVALID_SOCKET;
