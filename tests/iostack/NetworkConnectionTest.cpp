@@ -239,7 +239,7 @@ TEST_F(NetworkConnection, ConnectWithNoAnswerWithinTheOpenTimeoutTimesOut)
 {
     // A listener that never accepts, with its backlog filled: further
     // connection attempts get no answer.
-    LoopbackPeer peer(LoopbackPeer::Silent, 1, false);
+    LoopbackPeer peer(LoopbackPeer::Silent, LoopbackPeer::PortChoice::Ephemeral, 1, false);
     std::vector<SOCKET> fillers;
     for (int i = 0; i < 4; ++i) {
         SOCKET s = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);

@@ -16,7 +16,7 @@ void EnsureWinsock()
     }
 }
 
-LoopbackPeer::LoopbackPeer(Session session, int backlog, bool acceptConnections)
+LoopbackPeer::LoopbackPeer(Session session, PortChoice port, int backlog, bool acceptConnections)
     : m_session(std::move(session))
 {
     EnsureWinsock();
@@ -24,10 +24,16 @@ LoopbackPeer::LoopbackPeer(Session session, int backlog, bool acceptConnections)
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    bool bound = false;
+    if (port == PortChoice::Ephemeral) {
+        bound = bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    }
+    for (unsigned short candidate = 9100; port == PortChoice::StreamRange && !bound && candidate >= 8000; --candidate) {
+        address.sin_port = htons(candidate);
+        bound = bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    }
     int length = sizeof(address);
-    if (m_listener == INVALID_SOCKET
-        || bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0
-        || listen(m_listener, backlog) != 0
+    if (m_listener == INVALID_SOCKET || !bound || listen(m_listener, backlog) != 0
         || getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         throw std::runtime_error("loopback listener could not be set up");
     }

@@ -37,7 +37,12 @@ class LoopbackPeer {
 public:
     using Session = std::function<void(PeerSocket&)>;
 
-    explicit LoopbackPeer(Session session, int backlog = SOMAXCONN, bool acceptConnections = true);
+    enum class PortChoice { Ephemeral, StreamRange };
+
+    // StreamRange takes a free port from 9100 downwards, within the ports
+    // on which an address makes streams.
+    explicit LoopbackPeer(Session session, PortChoice port = PortChoice::Ephemeral, int backlog = SOMAXCONN,
+                          bool acceptConnections = true);
     ~LoopbackPeer();
     LoopbackPeer(const LoopbackPeer&) = delete;
     LoopbackPeer& operator=(const LoopbackPeer&) = delete;
