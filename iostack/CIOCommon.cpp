@@ -5,6 +5,7 @@
 #include "devicemanager/DeviceManagerTypes.h"
 #include "utils/CProgressAggregator.h"
 #include "utils/CTickCountHelper.h"
+#include "winapi/IKernelApi.h"
 
 namespace QVIOStack {
 
@@ -15,25 +16,25 @@ using QVUtils::CTickCountHelper;
 CIOCommon::CIOCommon(unsigned long openTimeout, unsigned long readTimeout, unsigned long writeTimeout)
     : m_openTimeout(openTimeout), m_readTimeout(readTimeout), m_writeTimeout(writeTimeout)
 {
-    InitializeCriticalSection(&m_readLock);
-    InitializeCriticalSection(&m_writeLock);
-    InitializeCriticalSection(&m_openLock);
+    g_pKernelApi->InitializeCriticalSection(&m_readLock);
+    g_pKernelApi->InitializeCriticalSection(&m_writeLock);
+    g_pKernelApi->InitializeCriticalSection(&m_openLock);
 }
 
 CIOCommon::~CIOCommon()
 {
     if (m_hFailEvent != INVALID_HANDLE_VALUE) {
-        CloseHandle(m_hFailEvent);
+        g_pKernelApi->CloseHandle(m_hFailEvent);
     }
-    DeleteCriticalSection(&m_readLock);
-    DeleteCriticalSection(&m_writeLock);
-    DeleteCriticalSection(&m_openLock);
+    g_pKernelApi->DeleteCriticalSection(&m_readLock);
+    g_pKernelApi->DeleteCriticalSection(&m_writeLock);
+    g_pKernelApi->DeleteCriticalSection(&m_openLock);
 }
 
-void CIOCommon::LockRead() { EnterCriticalSection(&m_readLock); }
-void CIOCommon::UnlockRead() { LeaveCriticalSection(&m_readLock); }
-void CIOCommon::LockWrite() { EnterCriticalSection(&m_writeLock); }
-void CIOCommon::UnlockWrite() { LeaveCriticalSection(&m_writeLock); }
+void CIOCommon::LockRead() { g_pKernelApi->EnterCriticalSection(&m_readLock); }
+void CIOCommon::UnlockRead() { g_pKernelApi->LeaveCriticalSection(&m_readLock); }
+void CIOCommon::LockWrite() { g_pKernelApi->EnterCriticalSection(&m_writeLock); }
+void CIOCommon::UnlockWrite() { g_pKernelApi->LeaveCriticalSection(&m_writeLock); }
 
 unsigned long CIOCommon::GetOpenTimeout() { return m_openTimeout; }
 void CIOCommon::SetOpenTimeout(unsigned long ms) { m_openTimeout = ms; }
@@ -79,7 +80,7 @@ unsigned long CIOCommon::Transfer(Direction direction, void* buffer, unsigned lo
         return IOError_Aborted;
     }
 
-    HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    HANDLE event = g_pKernelApi->CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (event == nullptr) {
         return IOError_Fail;
     }
@@ -99,7 +100,7 @@ unsigned long CIOCommon::Transfer(Direction direction, void* buffer, unsigned lo
             bool complete = false;
             do {
                 const DWORD slice = std::min(waitInterval, timer.GetRemaining());
-                const DWORD waited = WaitForSingleObject(event, slice);
+                const DWORD waited = g_pKernelApi->WaitForSingleObject(event, slice);
                 if (waited == WAIT_OBJECT_0) {
                     complete = true;
                     if (GetTransferResult(&overlapped, &done, TRUE)) {
@@ -126,10 +127,10 @@ unsigned long CIOCommon::Transfer(Direction direction, void* buffer, unsigned lo
                     *count = done;
                 }
             }
-            ResetEvent(event);
+            g_pKernelApi->ResetEvent(event);
         } else {
             if (m_hFailEvent != INVALID_HANDLE_VALUE) {
-                SetEvent(m_hFailEvent);
+                g_pKernelApi->SetEvent(m_hFailEvent);
             }
             status = IOError_Fail;
         }
@@ -143,7 +144,7 @@ unsigned long CIOCommon::Transfer(Direction direction, void* buffer, unsigned lo
     } else if (status == 0 && *count == 0) {
         status = IOError_Timeout;
     }
-    CloseHandle(event);
+    g_pKernelApi->CloseHandle(event);
     return status;
 }
 
@@ -153,7 +154,7 @@ BOOL CIOCommon::StartTransfer(Direction direction, void* buffer, DWORD size, DWO
     if (direction == Direction::Read) {
         return ReadFile(m_hIO, buffer, size, done, overlapped);
     }
-    return WriteFile(m_hIO, buffer, size, done, overlapped);
+    return g_pKernelApi->WriteFile(m_hIO, buffer, size, done, overlapped);
 }
 
 BOOL CIOCommon::GetTransferResult(OVERLAPPED* overlapped, DWORD* done, BOOL wait)

@@ -5,6 +5,8 @@
 #include <new>
 
 #include "utils/CProgressAggregator.h"
+#include "winapi/IKernelApi.h"
+#include "winapi/IWinSockApi.h"
 
 namespace QVIOStack {
 
@@ -74,7 +76,7 @@ CIONetwork::~CIONetwork()
 {
     Cleanup();
     if (m_bStarted) {
-        WSACleanup();
+        g_pWinSockApi->WSACleanup();
     }
 }
 
@@ -257,7 +259,7 @@ unsigned long CIONetwork::RediscoverDevice(QVUtils::IProgress* progress)
 
 unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
 {
-    EnterCriticalSection(&m_openLock);
+    g_pKernelApi->EnterCriticalSection(&m_openLock);
     CProgressAggregator localProgress(progress, 3);
     unsigned long status = 0;
 
@@ -265,7 +267,7 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
         if (result != 0) {
             Cleanup();
         }
-        LeaveCriticalSection(&m_openLock);
+        g_pKernelApi->LeaveCriticalSection(&m_openLock);
         return result;
     };
 
@@ -292,7 +294,7 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
     }
     if (!m_bStarted) {
         WSADATA data;
-        const int started = WSAStartup(0x202, &data);
+        const int started = g_pWinSockApi->WSAStartup(0x202, &data);
         // Set either way: the destructor balances even a failed start.
         m_bStarted = true;
         if (started != 0) {
@@ -301,22 +303,22 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
     }
     if (m_hIO == INVALID_HANDLE_VALUE) {
         m_hIO = reinterpret_cast<HANDLE>(
-            WSASocketW(m_addressFamily, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
+            g_pWinSockApi->WSASocketW(m_addressFamily, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
     }
     if (Socket() == INVALID_SOCKET) {
         m_hIO = INVALID_HANDLE_VALUE;
         return finish(IOError_Fail);
     }
     const int receiveBuffer = kReceiveBufferSize;
-    if (setsockopt(Socket(), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&receiveBuffer),
+    if (g_pWinSockApi->setsockopt(Socket(), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&receiveBuffer),
                    sizeof(receiveBuffer)) != 0) {
         return finish(IOError_Fail);
     }
-    m_hEvent = WSACreateEvent();
+    m_hEvent = g_pWinSockApi->WSACreateEvent();
     if (m_hEvent == nullptr) {
         return finish(IOError_Fail);
     }
-    if (WSAEventSelect(Socket(), m_hEvent, FD_CONNECT) != 0) {
+    if (g_pWinSockApi->WSAEventSelect(Socket(), m_hEvent, FD_CONNECT) != 0) {
         return finish(IOError_Fail);
     }
     if (!localProgress.Step(0UL)) {
@@ -326,9 +328,9 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
     const int connectCode = Connect(localProgress);
     if (connectCode == 0) {
         ++m_lSessionCount;
-        WSAResetEvent(m_hEvent);
+        g_pWinSockApi->WSAResetEvent(m_hEvent);
         // From here on only the peer's close fires the event (see IsOpen).
-        WSAEventSelect(Socket(), m_hEvent, FD_CLOSE);
+        g_pWinSockApi->WSAEventSelect(Socket(), m_hEvent, FD_CLOSE);
         return finish(0);
     }
     if (connectCode == WSA_WAIT_TIMEOUT || connectCode == WSAETIMEDOUT) {
@@ -347,21 +349,21 @@ int CIONetwork::Connect(QVUtils::IProgress& localProgress)
     address->sa_family = static_cast<ADDRESS_FAMILY>(m_addressFamily);
     int length = kSocketAddressLength;
 
-    int code = WSAStringToAddressW(const_cast<wchar_t*>(text.c_str()), m_addressFamily, nullptr,
+    int code = g_pWinSockApi->WSAStringToAddressW(const_cast<wchar_t*>(text.c_str()), m_addressFamily, nullptr,
                                    address, &length);
     if (code == 0) {
-        code = WSAConnect(Socket(), address, length, nullptr, nullptr, nullptr, nullptr) == 0
+        code = g_pWinSockApi->WSAConnect(Socket(), address, length, nullptr, nullptr, nullptr, nullptr) == 0
             ? 0
-            : WSAGetLastError();
+            : g_pWinSockApi->WSAGetLastError();
         if (code == WSAEWOULDBLOCK) {
-            code = static_cast<int>(WaitForSingleObject(m_hEvent, m_openTimeout));
+            code = static_cast<int>(g_pKernelApi->WaitForSingleObject(m_hEvent, m_openTimeout));
             if (code == 0) {
                 WSANETWORKEVENTS events{};
-                code = WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
+                code = g_pWinSockApi->WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
                 if (code == 0) {
                     code = events.iErrorCode[FD_CONNECT_BIT];
                 }
-                WSAResetEvent(m_hEvent);
+                g_pWinSockApi->WSAResetEvent(m_hEvent);
             }
         }
     }
@@ -376,7 +378,7 @@ bool CIONetwork::IsOpen()
     if (m_hIO == INVALID_HANDLE_VALUE) {
         return false;
     }
-    const DWORD waited = WaitForSingleObject(m_hEvent, 0);
+    const DWORD waited = g_pKernelApi->WaitForSingleObject(m_hEvent, 0);
     if (waited == WAIT_TIMEOUT) {
         return true;
     }
@@ -384,34 +386,34 @@ bool CIONetwork::IsOpen()
         // Only FD_CLOSE fires the event of an open socket. The event is reset,
         // so the caller must clean up now (Open does).
         WSANETWORKEVENTS events{};
-        WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
-        WSAResetEvent(m_hEvent);
+        g_pWinSockApi->WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
+        g_pWinSockApi->WSAResetEvent(m_hEvent);
     }
     return false;
 }
 
 unsigned long CIONetwork::Close()
 {
-    EnterCriticalSection(&m_openLock);
+    g_pKernelApi->EnterCriticalSection(&m_openLock);
     if (m_hIO != INVALID_HANDLE_VALUE) {
         if (m_lSessionCount < 1) {
             m_lSessionCount = 1;
         }
         if (--m_lSessionCount == 0) {
-            shutdown(Socket(), SD_BOTH);
-            closesocket(Socket());
+            g_pWinSockApi->shutdown(Socket(), SD_BOTH);
+            g_pWinSockApi->closesocket(Socket());
             m_hIO = INVALID_HANDLE_VALUE;
             ShutdownSocketServer();
         }
     }
-    LeaveCriticalSection(&m_openLock);
+    g_pKernelApi->LeaveCriticalSection(&m_openLock);
     return 0;
 }
 
 void CIONetwork::Cleanup()
 {
     if (m_hEvent != nullptr) {
-        WSACloseEvent(m_hEvent);
+        g_pWinSockApi->WSACloseEvent(m_hEvent);
         m_hEvent = nullptr;
     }
     if (m_hIO != INVALID_HANDLE_VALUE) {
@@ -424,14 +426,14 @@ void CIONetwork::ShutdownSocketServer()
 {
     HANDLE& thread = m_hServer[4];
     if (thread != nullptr) {
-        if (SetEvent(m_hServer[2])) {
-            WaitForSingleObject(thread, INFINITE);
+        if (g_pKernelApi->SetEvent(m_hServer[2])) {
+            g_pKernelApi->WaitForSingleObject(thread, INFINITE);
         }
         thread = nullptr;
     }
     for (int i = 3; i >= 0; --i) {
         if (m_hServer[i] != nullptr) {
-            CloseHandle(m_hServer[i]);
+            g_pKernelApi->CloseHandle(m_hServer[i]);
             m_hServer[i] = nullptr;
         }
     }
@@ -450,7 +452,7 @@ BOOL CIONetwork::StartTransfer(Direction direction, void* buffer, DWORD size, DW
     if (result == 0) {
         return TRUE;
     }
-    SetLastError(WSAGetLastError());
+    SetLastError(g_pWinSockApi->WSAGetLastError());
     return FALSE;
 }
 
@@ -460,7 +462,7 @@ BOOL CIONetwork::GetTransferResult(OVERLAPPED* overlapped, DWORD* done, BOOL wai
     if (WSAGetOverlappedResult(Socket(), overlapped, done, wait, &flags)) {
         return TRUE;
     }
-    SetLastError(WSAGetLastError());
+    SetLastError(g_pWinSockApi->WSAGetLastError());
     return FALSE;
 }
 

@@ -2,10 +2,12 @@
 
 #include <windows.h>
 
+#include "winapi/IKernelApi.h"
+
 namespace QVUtils {
 
 CTickCountHelper::CTickCountHelper(unsigned long timeout)
-    : CTickCountHelper(timeout, GetTickCount())
+    : CTickCountHelper(timeout, g_pKernelApi->GetTickCount())
 {
 }
 
@@ -22,7 +24,7 @@ CTickCountHelper::CTickCountHelper(unsigned long timeout, unsigned long start)
 
 bool CTickCountHelper::IsExpired() const
 {
-    return IsExpired(GetTickCount());
+    return IsExpired(g_pKernelApi->GetTickCount());
 }
 
 bool CTickCountHelper::IsExpired(unsigned long now) const
@@ -40,7 +42,7 @@ bool CTickCountHelper::IsExpired(unsigned long now) const
 
 unsigned long CTickCountHelper::GetRemaining() const
 {
-    return GetRemaining(GetTickCount());
+    return GetRemaining(g_pKernelApi->GetTickCount());
 }
 
 unsigned long CTickCountHelper::GetRemaining(unsigned long now) const
