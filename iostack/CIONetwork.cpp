@@ -5,6 +5,7 @@
 #include <new>
 
 #include "utils/CProgressAggregator.h"
+#include "utils/StringUtils.h"
 #include "winapi/IKernelApi.h"
 #include "winapi/IWinSockApi.h"
 
@@ -157,33 +158,6 @@ const wchar_t* CIONetwork::GetServiceAddress()
     return m_serviceAddress.empty() ? nullptr : m_serviceAddress.c_str();
 }
 
-bool CIONetwork::SplitServiceAddress(const std::wstring& text, std::wstring& address, std::wstring& port)
-{
-    const size_t first = text.find_first_of(L":.");
-    if (first == std::wstring::npos) {
-        return false;
-    }
-    if (text[first] == L'.') {
-        const size_t colon = text.find(L':', first + 1);
-        address = colon == std::wstring::npos ? text : text.substr(0, colon);
-        port = colon == std::wstring::npos ? L"" : text.substr(colon + 1);
-        return true;
-    }
-    if (text[0] != L'[') {
-        // An IPv6 literal without brackets, or a dotless name with a port.
-        address = text;
-        port.clear();
-        return true;
-    }
-    const size_t close = text.find(L']', first);
-    if (close == std::wstring::npos) {
-        return false;
-    }
-    address = text.substr(1, close - 1);
-    port = close + 1 < text.size() && text[close + 1] == L':' ? text.substr(close + 2) : L"";
-    return true;
-}
-
 bool CIONetwork::IsIPv6(const std::wstring& a)
 {
     if (a.empty()) {
@@ -229,7 +203,7 @@ unsigned long CIONetwork::Init(const wchar_t* serviceAddress)
     }
     std::wstring address;
     std::wstring port;
-    if (!SplitServiceAddress(serviceAddress, address, port)) {
+    if (!StringUtils::SplitHostPort(serviceAddress, address, port)) {
         return IOError_Fail;
     }
     m_address = address;

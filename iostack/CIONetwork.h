@@ -39,9 +39,9 @@ public:
 
     const char* GetRuntimeTypeName() const override { return QVUtils::UndecoratedTypeName(typeid(*this)); }
 
-    // Splits "host", "host:port", "[v6]" or "[v6]:port"; false when the text
-    // cannot be split (no ":" or "." at all, or "[" without "]").
-    static bool SplitServiceAddress(const std::wstring& text, std::wstring& address, std::wstring& port);
+    // Whether a host part is an IPv6 literal: 2 to 7 colons, at most one
+    // "::", hexadecimal groups, an optional dotted IPv4 tail and an optional
+    // "/prefix" or "%zone" in decimal.
     static bool IsIPv6(const std::wstring& address);
 
 protected:

@@ -84,18 +84,16 @@ TEST(NetworkFooting, OpeningBracketWithoutClosingOneFails)
     EXPECT_EQ(IOError_Fail, connection.Initialize(L"[fe80::1:80"));
 }
 
-TEST(NetworkFooting, SplittingRules)
+TEST(NetworkFooting, IPv6WithoutBracketsIsAnAddressWithoutPort)
 {
-    std::wstring address, port;
-    ASSERT_TRUE(CIONetwork::SplitServiceAddress(L"fe80::1", address, port));
-    EXPECT_EQ(L"fe80::1", address);
-    EXPECT_EQ(L"", port);
-    ASSERT_TRUE(CIONetwork::SplitServiceAddress(L"[::1]", address, port));
-    EXPECT_EQ(L"::1", address);
-    EXPECT_EQ(L"", port);
-    ASSERT_TRUE(CIONetwork::SplitServiceAddress(L"host.example:631", address, port));
-    EXPECT_EQ(L"host.example", address);
-    EXPECT_EQ(L"631", port);
+    TestableNetwork connection;
+    EXPECT_EQ(0u, connection.Initialize(L"fe80::1"));
+    EXPECT_EQ(L"fe80::1", Text(connection.GetAddress()));
+    EXPECT_EQ(L"8080", Text(connection.GetPort()));
+    IDeviceConnection* clone = connection.Clone(false);
+    ASSERT_NE(nullptr, clone);
+    EXPECT_EQ(L"[fe80::1]:8080", Text(clone->GetServiceAddress()));
+    EXPECT_EQ(0u, clone->Dispose());
 }
 
 TEST(NetworkFooting, IPv6Test)
@@ -114,6 +112,7 @@ TEST(NetworkFooting, IPv6Test)
     EXPECT_FALSE(CIONetwork::IsIPv6(L"1:2:3:4:5:6:7:8:9"));
     EXPECT_FALSE(CIONetwork::IsIPv6(L"::ffff:192.0.2"));
     EXPECT_FALSE(CIONetwork::IsIPv6(L"::ffff:192..2.7"));
+    EXPECT_FALSE(CIONetwork::IsIPv6(L"ab:12"));  // one colon is not enough
 }
 
 struct NetworkConnection : ::testing::Test {
