@@ -1,0 +1,86 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdarg>
+#include <deque>
+#include <string>
+
+#include "logging/CLogFilterShortcut.h"
+#include "logging/CSharedBlockT.h"
+#include "logging/CSharedRegValues.h"
+
+namespace QVLogging {
+
+class CLogSettings;
+
+// Adds the text of an error code at `text`, with `room` characters left;
+// gives the number of characters added.
+using ErrorTextCallback = int (*)(unsigned long code, wchar_t* text, unsigned long room);
+
+// The log sink of one library in the process. Settings come from
+// HKEY_CURRENT_USER\Software\ZQ\QV\Logging and are read again after each
+// poll interval; with no values there, a line costs only the filter.
+// Logging never changes the thread's last error and never throws.
+class CLogModule {
+public:
+    // `moduleName` empty: the base name of the library's file. The poll
+    // interval is the registry's (30 seconds by default), whatever
+    // `pollSeconds` says.
+    CLogModule(const char* moduleName, const char* buildDate, const char* buildTime,
+               ErrorTextCallback errorTextCallback, unsigned long pollSeconds);
+    virtual ~CLogModule();
+    CLogModule(const CLogModule&) = delete;
+    CLogModule& operator=(const CLogModule&) = delete;
+
+    // Zeroes the module's own settings record.
+    virtual void ResetSettings();
+
+    // One line with category word `word`. `sourceFile` is the lower-case
+    // short name of the source file, which selects per-source-file settings,
+    // or null; `line` its line, 0 for none.
+    void LogSimpleString(const wchar_t* sourceFile, unsigned long line, unsigned long word,
+                         const wchar_t* text);
+    // The same, formatted by the run-time's wide printf rules ("%s" is wide).
+    void LogFormattedString(const wchar_t* sourceFile, unsigned long line, unsigned long word,
+                            const wchar_t* format, va_list args);
+
+    // "[Err: 0x%08X] " and the system's text for the code.
+    std::wstring FormatErrorText(unsigned long code);
+
+    const std::wstring& GetModuleName() const { return m_moduleName; }
+
+private:
+    // The settings record that decides the line, or null when it is dropped.
+    CLogSettings* Filter(const wchar_t* sourceFile, unsigned long word);
+    void PollSettings(CSharedRegValues& values);
+    void ReadSettings(CSharedRegValues& values);
+    void InternalLogSimpleString(CLogSettings& settings, unsigned long line, unsigned long word,
+                                 const wchar_t* text);
+    void InternalLogFormattedString(CLogSettings& settings, unsigned long line,
+                                    unsigned long word, const wchar_t* format, va_list args);
+    void PrepareLogFile(CLogSettings& settings);
+    void WriteHeader(CLogSettings& settings);
+    void WalkModules();
+    void WriteLine(CLogSettings& settings, unsigned long line, unsigned long tagWord,
+                   unsigned long word, const std::wstring& message);
+    std::wstring BuildPrefix(unsigned long options, unsigned long tagWord, unsigned long line);
+    std::wstring Indentation(const CLogSettings& settings);
+
+    std::wstring m_moduleName;
+    std::wstring m_processName;
+    std::wstring m_builtOn;
+    unsigned long m_pollMs = 30000;
+    std::wstring m_processTag;
+    CLogSettings* m_settings = nullptr;
+    long long m_lastLineCount = 0;
+    ErrorTextCallback m_errorTextCallback;
+    CSharedBlockT<CSharedRegValues> m_regValues;
+    CRITICAL_SECTION m_lock;
+    wchar_t m_scratch[MAX_PATH] = {};
+    std::deque<std::wstring> m_queuedLines;
+    bool m_initialized = false;
+    CLogFilterShortcut m_shortcut;
+};
+
+}  // namespace QVLogging
