@@ -1,0 +1,593 @@
+#include "http/CHTTPClient.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "http/CCodePage1252.h"
+#include "http/CConnectionLock.h"
+#include "http/CHTTPNavigateParams.h"
+#include "http/HTTPStatus.h"
+#include "iostack/IOStatus.h"
+#include "utils/CTickCountHelper.h"
+#include "winapi/IKernelApi.h"
+
+using QVUtils::CProgressAggregator;
+using QVUtils::CTickCountHelper;
+using QVUtils::IProgress;
+
+namespace QVIOStack {
+
+namespace {
+
+constexpr unsigned long kBusyPauseMs = 200;
+constexpr unsigned long kDrainTimeoutMs = 100;
+constexpr unsigned long kDrainBufferSize = 4096;
+constexpr unsigned long kHeaderTextLimit = 1024;
+constexpr unsigned long kNoDrainFlag = 1;
+constexpr unsigned long kStatusUnauthorized = 401;
+
+unsigned long MapOpenStatus(unsigned long ioStatus)
+{
+    switch (ioStatus) {
+    case 0:
+        return 0;
+    case IOError_DeviceGone:
+        return Error_Device_Gone;
+    case IOError_Aborted:
+        return Error_Aborted;
+    case Error_Connection:
+        return Error_Connection;
+    case IOError_Busy:
+        return Error_Device_Busy;
+    default:
+        return Error_Open_Fail;
+    }
+}
+
+// Position of the first CR LF in a byte range, or `length` if there is none.
+unsigned long FindLineEnd(const char* text, unsigned long length)
+{
+    for (unsigned long i = 0; i + 1 < length; ++i) {
+        if (text[i] == '\r' && text[i + 1] == '\n') {
+            return i;
+        }
+    }
+    return length;
+}
+
+}  // namespace
+
+CHTTPClient::CHTTPClient(IDeviceConnection* connection) : m_pIDeviceConnection(connection)
+{
+    if (m_pIDeviceConnection) {
+        m_pIDeviceConnection->AddRef();
+    }
+    g_pKernelApi->InitializeCriticalSection(&m_lock);
+    ResetRequest();
+}
+
+CHTTPClient::~CHTTPClient()
+{
+    FreeContentBuffer();
+    if (m_pIDeviceConnection) {
+        m_pIDeviceConnection->Dispose();
+    }
+    g_pKernelApi->DeleteCriticalSection(&m_lock);
+}
+
+unsigned long CHTTPClient::Initialize(IDeviceConnection* connection)
+{
+    if (connection == nullptr) {
+        return Error_InvalidArgument;
+    }
+    if (m_pIDeviceConnection) {
+        CloseSession();
+        m_pIDeviceConnection->Dispose();
+    }
+    m_pIDeviceConnection = connection;
+    m_pIDeviceConnection->AddRef();
+    return 0;
+}
+
+void CHTTPClient::SetRoot(const wchar_t* root)
+{
+    m_strRoot = root ? root : L"";
+}
+
+const wchar_t* CHTTPClient::GetRoot()
+{
+    return m_strRoot.c_str();
+}
+
+unsigned long CHTTPClient::OpenSession(IProgress* progress, unsigned long timeoutMs)
+{
+    const CTickCountHelper deadline(timeoutMs);
+    for (;;) {
+        if (m_pIDeviceConnection == nullptr) {
+            return Error_InvalidArgument;
+        }
+        const unsigned long status = MapOpenStatus(m_pIDeviceConnection->Open(progress));
+        if (status != Error_Device_Busy) {
+            return status;
+        }
+        if (timeoutMs != 0) {
+            g_pKernelApi->Sleep(kBusyPauseMs);
+            if (progress && !progress->Step(0UL)) {
+                return Error_Aborted;
+            }
+        }
+        if (deadline.IsExpired()) {
+            return status;
+        }
+    }
+}
+
+unsigned long CHTTPClient::CloseSession()
+{
+    if (m_pIDeviceConnection == nullptr) {
+        return Error_InvalidArgument;
+    }
+    return m_pIDeviceConnection->Close() == 0 ? 0 : Error_Close_Fail;
+}
+
+unsigned long CHTTPClient::Navigate(IHTTPNavigateParams* params, IProgress* progress)
+{
+    CProgressAggregator localProgress(progress, 6);
+    g_pKernelApi->EnterCriticalSection(&m_lock);
+    unsigned long status;
+    try {
+        status = NavigateLocked(params, localProgress);
+    } catch (...) {
+        g_pKernelApi->LeaveCriticalSection(&m_lock);
+        throw;
+    }
+    g_pKernelApi->LeaveCriticalSection(&m_lock);
+    return status;
+}
+
+unsigned long CHTTPClient::NavigateLocked(IHTTPNavigateParams* params, CProgressAggregator& localProgress)
+{
+    if (params == nullptr || m_pIDeviceConnection == nullptr) {
+        return Error_InvalidArgument;
+    }
+    ResetRequest();
+    m_pNavigateParams = params;
+    if (!m_strUserName.empty()) {
+        params->SetUserName(m_strUserName.c_str());
+        params->SetPassword(m_strPassword.c_str());
+    }
+
+    localProgress.Step(0UL);
+    unsigned long status = BuildRequest();
+    if (!localProgress.StepNext(3)) {
+        status = Error_Aborted;
+    }
+    if (status != 0) {
+        return status;
+    }
+
+    status = OpenSession(&localProgress, 0);
+    const bool opened = status == 0;
+    if (!localProgress.StepNext(10)) {
+        status = Error_Aborted;
+    }
+    if (!opened) {
+        return status;
+    }
+
+    try {
+        if (status == 0) {
+            status = Exchange(params, localProgress);
+        }
+        const unsigned long closed = CloseSession();
+        return IsHTTPFailure(status) ? status : closed;
+    } catch (...) {
+        CloseSession();
+        throw;
+    }
+}
+
+unsigned long CHTTPClient::Exchange(IHTTPNavigateParams* params, CProgressAggregator& localProgress)
+{
+    if (m_pIDeviceConnection->IsHTTPCapable()) {
+        return m_pIDeviceConnection->Navigate(params, this, &localProgress) == 0 ? 0 : Error_Fail;
+    }
+
+    if (!localProgress.StepNext(10)) {
+        return Error_Aborted;
+    }
+    if ((params->GetFlags() & kNoDrainFlag) == 0) {
+        const CConnectionLock readLock(*m_pIDeviceConnection, CConnectionLock::Side::Read);
+        EmptyDeviceRespone();
+    }
+    unsigned long status;
+    {
+        const CConnectionLock writeLock(*m_pIDeviceConnection, CConnectionLock::Side::Write);
+        status = SendRequest(&localProgress);
+    }
+    if (!localProgress.StepNext(11)) {
+        status = Error_Aborted;
+    }
+    if (IsHTTPFailure(status)) {
+        return status;
+    }
+
+    {
+        const CConnectionLock readLock(*m_pIDeviceConnection, CConnectionLock::Side::Read);
+        status = ReadResponse(&localProgress);
+    }
+    if (!localProgress.StepNext(0)) {
+        status = Error_Aborted;
+    }
+    if (IsHTTPFailure(status)) {
+        return status;
+    }
+
+    // The device asks for credentials that it has told how to give: one more
+    // attempt with the same parameters, which now carry them.
+    if (m_ulStatusCode == kStatusUnauthorized && params->GetAuthScheme() != 0 && !params->TriedAuthenticating()) {
+        status = Navigate(params, &localProgress);
+    }
+    if (!IsHTTPFailure(status) && !localProgress.StepNext(0)) {
+        status = Error_Aborted;
+    }
+    return status;
+}
+
+unsigned long CHTTPClient::Navigate(const wchar_t* uri, unsigned long method, IProgress* progress)
+{
+    if (uri == nullptr || *uri == L'\0') {
+        return Error_InvalidArgument;
+    }
+    CHTTPNavigateParams params;
+    params.SetHTTPRequestMethod(method);
+    params.SetURI(uri);
+    return Navigate(&params, progress);
+}
+
+void CHTTPClient::SetUserName(const wchar_t* userName)
+{
+    m_strUserName = userName ? userName : L"";
+}
+
+void CHTTPClient::SetPassword(const wchar_t* password)
+{
+    m_strPassword = password ? password : L"";
+}
+
+const wchar_t* CHTTPClient::GetRequest()
+{
+    return m_strRequest.c_str();
+}
+
+IDeviceConnection* CHTTPClient::GetDeviceConnection()
+{
+    return m_pIDeviceConnection;
+}
+
+unsigned long CHTTPClient::GetStatusCode()
+{
+    return m_ulStatusCode;
+}
+
+const char* CHTTPClient::GetHeader()
+{
+    return m_strResponseHeader.c_str();
+}
+
+unsigned long CHTTPClient::GetHeaderLength()
+{
+    return static_cast<unsigned long>(m_strResponseHeader.size());
+}
+
+const unsigned char* CHTTPClient::GetContent()
+{
+    return m_ulContentBufferUsed != 0 ? m_pContentBuffer : nullptr;
+}
+
+unsigned long CHTTPClient::GetContentLength()
+{
+    const wchar_t* value = GetHeaderEntry(L"Content-Length");
+    return value ? static_cast<unsigned long>(wcstol(value, nullptr, 10)) : 0xFFFFFFFFUL;
+}
+
+const wchar_t* CHTTPClient::GetContentType()
+{
+    return GetHeaderEntry(L"Content-Type");
+}
+
+const wchar_t* CHTTPClient::GetHeaderEntry(const wchar_t* name)
+{
+    if (name == nullptr) {
+        return nullptr;
+    }
+    const auto entry = m_headers.find(name);
+    return entry == m_headers.end() ? nullptr : entry->second.c_str();
+}
+
+void CHTTPClient::GetHeaders(HeaderMap& headers)
+{
+    headers = m_headers;
+}
+
+void CHTTPClient::SetStatusCode(unsigned long statusCode)
+{
+    m_ulStatusCode = statusCode;
+}
+
+void CHTTPClient::SetContent(const void* data, unsigned long length)
+{
+    FreeContentBuffer();
+    if (data == nullptr) {
+        return;
+    }
+    m_pContentBuffer = new unsigned char[length];
+    memcpy(m_pContentBuffer, data, length);
+    m_ulContentBufferSize = length;
+    m_ulContentBufferUsed = length;
+    m_headers[L"Content-Length"] = std::to_wstring(length);
+}
+
+void CHTTPClient::SetHeaders(const char* text)
+{
+    m_headers.clear();
+    m_strResponseHeader.clear();
+    if (text != nullptr) {
+        m_strResponseHeader = text;
+        ParseResponseHeader(m_strResponseHeader.data(), GetHeaderLength());
+    }
+}
+
+void CHTTPClient::ResetRequest()
+{
+    m_strRequest.clear();
+    m_headers.clear();
+    m_strStatusText.clear();
+    m_strResponseHeader.clear();
+    m_pNavigateParams = nullptr;
+    FreeContentBuffer();
+    m_ulStatusCode = 0;
+}
+
+unsigned long CHTTPClient::ReadResponse(IProgress*)
+{
+    // No response reader is built into this client yet: nothing can be read.
+    return Error_IO_Read_Fail;
+}
+
+unsigned long CHTTPClient::EmptyDeviceRespone()
+{
+    const unsigned long readTimeout = m_pIDeviceConnection->GetReadTimeout();
+    m_pIDeviceConnection->SetReadTimeout(kDrainTimeoutMs);
+    char scratch[kDrainBufferSize];
+    unsigned long count = 0;
+    while (m_pIDeviceConnection->Read(scratch, sizeof(scratch), &count, nullptr) == 0 && count != 0) {
+    }
+    m_pIDeviceConnection->SetReadTimeout(readTimeout);
+    return 0;
+}
+
+unsigned long CHTTPClient::BuildRequest()
+{
+    if (m_pNavigateParams == nullptr || m_pIDeviceConnection == nullptr) {
+        return Error_InvalidArgument;
+    }
+    try {
+        std::wstring request;
+        if (!m_pNavigateParams->GetHTTPMethodText(request)) {
+            return Error_InvalidArgument;
+        }
+        const wchar_t* uri = m_pNavigateParams->GetURI();
+        if (uri == nullptr || *uri == L'\0') {
+            return Error_InvalidArgument;
+        }
+        request += m_strRoot + uri + L" HTTP/1.1\r\n";
+
+        std::wstring host;
+        const wchar_t* address = m_pIDeviceConnection->GetAddress();
+        const wchar_t* port = m_pIDeviceConnection->GetPort();
+        if (address) {
+            host = address;
+        }
+        if (port && *port) {
+            host += std::wstring(L":") + port;
+        }
+        m_pNavigateParams->AddExtraHeader(L"HOST", host.c_str());
+
+        if (m_pNavigateParams->GetData()) {
+            bool noContentLength = false;
+            const unsigned long length = m_pNavigateParams->GetDataLength(&noContentLength);
+            if (!noContentLength) {
+                request += L"Content-Length: " + std::to_wstring(length) + L"\r\n";
+            }
+            const wchar_t* dataType = m_pNavigateParams->GetDataType();
+            request += std::wstring(L"Content-Type: ") + (dataType ? dataType : L"") + L"\r\n";
+        }
+        const wchar_t* extraHeaders = m_pNavigateParams->GetExtraHeaders();
+        if (extraHeaders && *extraHeaders) {
+            request += extraHeaders;
+        }
+        request += L"\r\n";
+        m_strRequest = request;
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return Error_OutOfMemory;
+    }
+}
+
+unsigned long CHTTPClient::SendRequest(IProgress* progress)
+{
+    if (m_pNavigateParams == nullptr || m_pIDeviceConnection == nullptr) {
+        return Error_InvalidArgument;
+    }
+    // The body is appended as text up to its first zero byte, while the
+    // count sent includes its whole length: a body must be text. The room
+    // reserved keeps whatever follows the copy inside the buffer.
+    std::string text;
+    unsigned long dataLength;
+    unsigned long toSend;
+    try {
+        const std::string request = CCodePage1252::ToNarrow(m_strRequest);
+        dataLength = m_pNavigateParams->GetDataLength(nullptr);
+        toSend = static_cast<unsigned long>(request.size()) + dataLength;
+        text.reserve(toSend + 1);
+        text.assign(request);
+        if (dataLength != 0) {
+            text.append(static_cast<const char*>(m_pNavigateParams->GetData()));
+        }
+    } catch (const std::bad_alloc&) {
+        return Error_OutOfMemory;
+    }
+
+    CProgressAggregator sendProgress(progress, toSend + dataLength);
+    sendProgress.Inhibit(true);
+    if (!sendProgress.Step(10UL)) {
+        return Error_Aborted;
+    }
+    // Ends also when one write sent at least as much as was then left.
+    unsigned long status = 0;
+    unsigned long last = 0;
+    unsigned long left = toSend;
+    const char* position = text.data();
+    while (last < left) {
+        unsigned long written = 0;
+        const unsigned long result = SendData(position, left, &written, &sendProgress);
+        if (PFN_STATUS_CALLBACK callback = m_pNavigateParams->GetSendStatusCallback()) {
+            callback(position, written, m_pNavigateParams->GetSendStatusParam());
+        }
+        status = sendProgress.Step(10UL) ? 0 : Error_Aborted;
+        if (result == IOError_Fail) {
+            status = Error_IO_Write_Fail;
+        } else if (result == IOError_Timeout || (result == 0 && written == 0)) {
+            status = Error_Timeout;
+        }
+        left -= written;
+        position += written;
+        last = written;
+        if (status != 0) {
+            break;
+        }
+        if (!sendProgress.Step(0UL)) {
+            status = Error_Aborted;
+        }
+    }
+    return status;
+}
+
+unsigned long CHTTPClient::SendData(const char* data, unsigned long size, unsigned long* written,
+                                    IProgress* progress)
+{
+    CProgressAggregator localProgress(progress, 1);
+    return m_pIDeviceConnection->Write(data, size, written, &localProgress);
+}
+
+unsigned long CHTTPClient::ParseResponseHeader(const char* header, unsigned long length)
+{
+    unsigned long statusLength = 0;
+    unsigned long status = ParseStatusFromHeader(header, length, &statusLength);
+    if (status != 0) {
+        return status;
+    }
+    const std::string rest(header + statusLength, length - statusLength);
+    const char* line = rest.data();
+    unsigned long remaining = static_cast<unsigned long>(rest.size());
+    while (remaining >= 2 && status == 0) {
+        unsigned long lineLength = 0;
+        status = FindNextHeaderLen(line, remaining, &lineLength);
+        if (status == 0 && lineLength > 2) {
+            ParseHeader(line, lineLength);
+        }
+        line += lineLength;
+        remaining -= lineLength;
+    }
+    return status;
+}
+
+unsigned long CHTTPClient::ParseStatusFromHeader(const char* header, unsigned long length,
+                                                 unsigned long* statusLength)
+{
+    if (header == nullptr || length == 0) {
+        return Error_Fail;
+    }
+    unsigned long blank = 0;
+    while (blank + 5 <= length && !(header[blank] == ' ' && header[blank + 1] != ' ')) {
+        ++blank;
+    }
+    if (blank + 5 > length) {
+        return Error_Fail;
+    }
+    const std::string code(header + blank + 1, 3);
+    const long number = strtol(code.c_str(), nullptr, 10);
+    *statusLength = blank + 5;
+    if (number >= 506) {
+        return Error_Fail;
+    }
+    m_ulStatusCode = static_cast<unsigned long>(number);
+    if (*statusLength >= length - 4) {
+        return Error_Fail;
+    }
+    unsigned long lineLength = 0;
+    FindNextHeaderLen(header + *statusLength, length - *statusLength, &lineLength);
+    if (lineLength < 3) {
+        return 0;
+    }
+    if (!CCodePage1252::ToWide(header + *statusLength, lineLength - 2, kHeaderTextLimit, m_strStatusText)) {
+        return Error_Fail;
+    }
+    *statusLength += lineLength;
+    return 0;
+}
+
+unsigned long CHTTPClient::FindNextHeaderLen(const char* buffer, unsigned long length, unsigned long* lineLength)
+{
+    *lineLength = 0;
+    if (buffer == nullptr) {
+        return Error_Fail;
+    }
+    if (length == 0) {
+        return 0;
+    }
+    const unsigned long end = FindLineEnd(buffer, length);
+    if (end == length) {
+        return Error_Fail;
+    }
+    *lineLength = end + 2;
+    return 0;
+}
+
+unsigned long CHTTPClient::ParseHeader(const char* line, unsigned long length)
+{
+    if (line == nullptr || length == 0) {
+        return Error_Fail;
+    }
+    const unsigned long end = FindLineEnd(line, length);
+    const char* separator = nullptr;
+    for (unsigned long i = 0; i + 1 < end && separator == nullptr; ++i) {
+        if (line[i] == ':' && line[i + 1] == ' ') {
+            separator = line + i;
+        }
+    }
+    if (separator == nullptr) {
+        return Error_Fail;
+    }
+    const unsigned long nameLength = static_cast<unsigned long>(separator - line);
+    std::wstring name;
+    std::wstring value;
+    if (!CCodePage1252::ToWide(line, nameLength, kHeaderTextLimit, name)
+        || !CCodePage1252::ToWide(separator + 2, end - nameLength - 2, kHeaderTextLimit, value)) {
+        return Error_Fail;
+    }
+    m_headers[name] = value;
+    return 0;
+}
+
+void CHTTPClient::FreeContentBuffer()
+{
+    delete[] m_pContentBuffer;
+    m_pContentBuffer = nullptr;
+    m_ulContentBufferSize = 0;
+    m_ulContentBufferUsed = 0;
+}
+
+}  // namespace QVIOStack

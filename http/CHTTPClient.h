@@ -1,0 +1,87 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include "http/IHTTPClient.h"
+#include "utils/CProgressAggregator.h"
+#include "utils/IDisposableImpl.h"
+
+namespace QVIOStack {
+
+// The system's own HTTP/1.1 client: builds a request, sends it over any
+// IDeviceConnection in one write, and reads the answer. A connection that
+// does HTTP by itself takes the exchange over and hands the result back.
+class CHTTPClient : public IHTTPClient, public IDisposableImpl {
+public:
+    explicit CHTTPClient(IDeviceConnection* connection = nullptr);
+    ~CHTTPClient() override;
+
+    unsigned long Initialize(IDeviceConnection* connection) override;
+    void SetRoot(const wchar_t* root) override;
+    const wchar_t* GetRoot() override;
+    unsigned long OpenSession(QVUtils::IProgress* progress, unsigned long timeoutMs) override;
+    unsigned long CloseSession() override;
+    unsigned long Navigate(IHTTPNavigateParams* params, QVUtils::IProgress* progress) override;
+    unsigned long Navigate(const wchar_t* uri, unsigned long method, QVUtils::IProgress* progress) override;
+    void SetUserName(const wchar_t* userName) override;
+    void SetPassword(const wchar_t* password) override;
+    const wchar_t* GetRequest() override;
+    IDeviceConnection* GetDeviceConnection() override;
+    unsigned long GetStatusCode() override;
+    const char* GetHeader() override;
+    unsigned long GetHeaderLength() override;
+    const unsigned char* GetContent() override;
+    unsigned long GetContentLength() override;
+    const wchar_t* GetContentType() override;
+    const wchar_t* GetHeaderEntry(const wchar_t* name) override;
+    void GetHeaders(HeaderMap& headers) override;
+    void SetStatusCode(unsigned long statusCode) override;
+    void SetContent(const void* data, unsigned long length) override;
+    void SetHeaders(const char* text) override;
+    void ResetRequest() override;
+
+    // Reads the response of the exchange in hand, between the connection's
+    // read locks.
+    virtual unsigned long ReadResponse(QVUtils::IProgress* progress);
+
+    // Drains what the device still has to say from an earlier exchange.
+    unsigned long EmptyDeviceRespone();
+    unsigned long BuildRequest();
+    unsigned long SendRequest(QVUtils::IProgress* progress);
+
+    // The status line and the header lines of a raw header block.
+    unsigned long ParseResponseHeader(const char* header, unsigned long length);
+    unsigned long ParseStatusFromHeader(const char* header, unsigned long length, unsigned long* statusLength);
+    unsigned long FindNextHeaderLen(const char* buffer, unsigned long length, unsigned long* lineLength);
+    unsigned long ParseHeader(const char* line, unsigned long length);
+
+    const char* GetRuntimeTypeName() const override { return QVUtils::UndecoratedTypeName(typeid(*this)); }
+
+private:
+    // Steps 2 to 6 of Navigate, under m_lock.
+    unsigned long NavigateLocked(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress);
+    // The exchange itself, on an open session.
+    unsigned long Exchange(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress);
+    unsigned long SendData(const char* data, unsigned long size, unsigned long* written,
+                           QVUtils::IProgress* progress);
+    void FreeContentBuffer();
+
+    HeaderMap m_headers;
+    std::wstring m_strRoot;
+    std::wstring m_strRequest;
+    IHTTPNavigateParams* m_pNavigateParams = nullptr;
+    std::wstring m_strUserName;
+    std::wstring m_strPassword;
+    IDeviceConnection* m_pIDeviceConnection;
+    unsigned long m_ulStatusCode = 0;
+    std::wstring m_strStatusText;
+    std::string m_strResponseHeader;
+    unsigned char* m_pContentBuffer = nullptr;
+    unsigned long m_ulContentBufferSize = 0;
+    unsigned long m_ulContentBufferUsed = 0;
+    CRITICAL_SECTION m_lock;
+};
+
+}  // namespace QVIOStack
