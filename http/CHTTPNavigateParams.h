@@ -63,7 +63,7 @@ public:
     void ResetNonceCount() override;
     bool GetHTTPMethodText(std::wstring& text) override;
 
-private:
+protected:
     static void Assign(std::wstring& field, const wchar_t* text) { field = text ? text : L""; }
 
     std::wstring m_strURI;
