@@ -33,6 +33,12 @@ inline std::wstring ProcessName()
     return path.substr(path.find_last_of(L'\\') + 1);
 }
 
+// A module's key below the logging key.
+inline std::wstring ModuleKeyOf(const std::wstring& module)
+{
+    return ProcessName() + L"\\" + module;
+}
+
 inline std::wstring Lower(std::wstring text)
 {
     ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
@@ -82,10 +88,9 @@ protected:
         return std::make_unique<CLogModule>(name, "Jan  2 2024", "10:11:12", nullptr, 30);
     }
 
-    // A module's key below the logging key.
     static std::wstring ModuleKey(const std::wstring& module = L"TestModule")
     {
-        return ProcessName() + L"\\" + module;
+        return ModuleKeyOf(module);
     }
 
     // Global settings that send every line with `categories` to `file`.
