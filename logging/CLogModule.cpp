@@ -155,7 +155,7 @@ void CLogModule::LogFormattedString(const wchar_t* sourceFile, unsigned long lin
 
 CLogSettings* CLogModule::Filter(const wchar_t* sourceFile, unsigned long word)
 {
-    if (m_shortcut.Drops(*m_settings, word, g_pKernelApi->GetTickCount())) {
+    if (m_shortcut.Drops(*m_settings, sourceFile, word, g_pKernelApi->GetTickCount())) {
         return nullptr;
     }
     if (!m_regValues.Take()) {
@@ -170,7 +170,7 @@ CLogSettings* CLogModule::Filter(const wchar_t* sourceFile, unsigned long word)
             if (settings == nullptr) {
                 settings = m_settings;
             }
-            m_shortcut.Arm(*m_settings, values->m_sourceFileSettings.empty(),
+            m_shortcut.Arm(*m_settings, values->SourceFileNames(),
                            values->m_lastPollTicks, m_pollMs);
         } catch (const std::exception&) {
             settings = nullptr;
@@ -454,7 +454,7 @@ std::wstring CLogModule::Indentation(const CLogSettings& settings)
     std::wstring indent;
     if (m_regValues.Take()) {
         if (m_regValues.View() != nullptr) {
-            indent = m_regValues.View()->m_indent;
+            indent = *m_regValues.View()->m_indent;
         }
         m_regValues.Release();
     }

@@ -93,7 +93,7 @@ void CLogSettingsReader::ScanSourceFiles(HKEY moduleKey, const std::wstring& pro
         }
         ReadLevel(sourceKey, *known, moduleSettings.m_logFile);
         known->m_keyWriteTime = writeTime;
-        m_values.m_sourceFileSettings[key] = known;
+        m_values.SetSourceFileSettings(key, known);
         made.release();
         g_pRegistryApi->RegCloseKey(sourceKey);
     }

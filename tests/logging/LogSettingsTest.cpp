@@ -262,3 +262,23 @@ TEST_F(LogModuleTest, ModuleThatWritesNothingSeesAPollOfAnotherModuleThroughTheM
 
     EXPECT_EQ(clock.m_ulWaits, afterFirst + 3);
 }
+
+TEST_F(LogModuleTest, SilentModuleStillWritesTheLinesOfASourceFileWithItsOwnSettings)
+{
+    doubles::LogClock clock;
+    ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, clock);
+    const std::wstring file = m_folder / L"quietsource.log";
+    m_registry.SetDword(L"", L"LogCategories", 0);
+    m_registry.CreateKey(ModuleKey() + L"\\quietsource.cpp");
+    m_registry.SetDword(ProcessName() + L"\\quietsource.cpp", L"LogCategories", kDebug);
+    m_registry.SetString(ProcessName() + L"\\quietsource.cpp", L"LogFileName", file);
+
+    auto module = MakeModule();
+    module->LogSimpleString(L"other.cpp", 0, kDebug, L"dropped");
+    const unsigned long waits = clock.m_ulWaits;
+    module->LogSimpleString(L"other.cpp", 0, kDebug, L"dropped without the mutex");
+    EXPECT_EQ(clock.m_ulWaits, waits);
+    module->LogSimpleString(L"quietsource.cpp", 0, kDebug, L"written");
+
+    EXPECT_EQ(ReadLog(file), L"(DB) written\r\n");
+}
