@@ -1,0 +1,121 @@
+// orvane send: writes a file to a device through a stream.
+#include <windows.h>
+
+#include <cstdio>
+#include <iostream>
+#include <vector>
+
+#include "common/ArgumentParser.h"
+#include "common/ErrorText.h"
+#include "common/ProgressBar.h"
+#include "common/Terminal.h"
+#include "common/Text.h"
+#include "orvane/CommandRegistry.h"
+#include "orvane/DeviceStream.h"
+
+namespace tools {
+
+namespace {
+
+const DWORD kChunk = 64 * 1024;
+
+class SendCommand : public Command {
+public:
+    const wchar_t* Name() const override { return L"send"; }
+    const char* Summary() const override { return "write a file to a device (raw port, default 9100)"; }
+    const char* Usage() const override
+    {
+        return "usage: orvane send [--timeout MS] ADDRESS[:PORT] FILE\n"
+               "\n"
+               "Writes FILE to the device through an orvane64 stream. PORT is 80 to 9100,\n"
+               "9100 when left out; an IPv6 address goes in brackets: [::1]:9100.\n"
+               "On a terminal a progress bar shows bytes, percent and rate; when the\n"
+               "output is a pipe or a file only the closing line is written:\n"
+               "  sent BYTES bytes to ADDRESS:PORT in SECONDS s\n"
+               "\n"
+               "options:\n"
+               "  --timeout MS  connect and write timeout in milliseconds\n"
+               "                (default: the library's, 30000)\n"
+               "  --help        this text\n"
+               "\n"
+               "exit codes: 0 sent, 1 connection or write failed, 2 usage error or\n"
+               "unreadable file\n";
+    }
+
+    int Run(const std::vector<std::wstring>& arguments) override
+    {
+        ArgumentParser parser({L"--timeout"}, {L"--help"});
+        unsigned long timeoutMs = 0;
+        if (!parser.Parse(arguments) || !parser.Number(L"--timeout", 0, 1, 0x7FFFFFFF, &timeoutMs)) {
+            return UsageError(parser.Error());
+        }
+        if (parser.Has(L"--help")) {
+            return ShowUsage();
+        }
+        if (parser.Positional().size() != 2) {
+            return UsageError("expected ADDRESS[:PORT] and FILE");
+        }
+        DeviceTarget target;
+        if (!target.Parse(parser.Positional()[0], 9100)) {
+            return UsageError(target.Error());
+        }
+        const std::wstring& path = parser.Positional()[1];
+        HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+        if (file == INVALID_HANDLE_VALUE) {
+            Complain("cannot open " + Text::Narrow(path) + ": error " + ErrorText::Describe(GetLastError()));
+            return kExitUsage;
+        }
+        const int result = Send(file, target, timeoutMs);
+        CloseHandle(file);
+        return result;
+    }
+
+private:
+    int Send(HANDLE file, const DeviceTarget& target, unsigned long timeoutMs)
+    {
+        LARGE_INTEGER size{};
+        GetFileSizeEx(file, &size);
+        const uint64_t total = static_cast<uint64_t>(size.QuadPart);
+
+        DeviceStream stream;
+        if (!stream.Open(target, timeoutMs)) {
+            Complain(stream.Error());
+            return kExitFailure;
+        }
+        ProgressBar progress(std::cout, Terminal::IsTerminal(GetStdHandle(STD_OUTPUT_HANDLE)), total);
+        const ULONGLONG start = GetTickCount64();
+        std::vector<char> buffer(kChunk);
+        uint64_t sent = 0;
+        DWORD got = 0;
+        while (ReadFile(file, buffer.data(), kChunk, &got, nullptr) && got != 0) {
+            unsigned long written = 0;
+            if (stream->Write(buffer.data(), got, &written) != 0 || written != got) {
+                progress.Finish(sent + written, Elapsed(start));
+                Complain("write to " + target.Text() + " failed after " + std::to_string(sent + written) + " of "
+                         + std::to_string(total) + " bytes");
+                return kExitFailure;
+            }
+            sent += got;
+            progress.Update(sent, Elapsed(start));
+        }
+        if (sent != total) {
+            Complain("reading the file stopped after " + std::to_string(sent) + " of " + std::to_string(total)
+                     + " bytes: error " + ErrorText::Describe(GetLastError()));
+            return kExitFailure;
+        }
+        const unsigned long elapsed = Elapsed(start);
+        progress.Finish(sent, elapsed);
+        std::printf("sent %llu bytes to %s in %.2f s\n", static_cast<unsigned long long>(sent),
+                    target.Text().c_str(), elapsed / 1000.0);
+        return kExitOk;
+    }
+
+    static unsigned long Elapsed(ULONGLONG start) { return static_cast<unsigned long>(GetTickCount64() - start); }
+};
+
+const CommandRegistration<SendCommand> registration;
+
+}  // namespace
+
+}  // namespace tools
