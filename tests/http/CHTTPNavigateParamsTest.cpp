@@ -190,6 +190,14 @@ TEST(NavigateParams, NullEmptiesAString)
     EXPECT_EQ(L"", Text(params.GetNonce()));
 }
 
+TEST(NavigateParams, TheUserNameGetterIsGetUserNameW)
+{
+    // The platform's GetUserName macro gives the getter its wide name.
+    CHTTPNavigateParams params;
+    params.SetUserName(L"user");
+    EXPECT_EQ(L"user", Text(params.GetUserNameW()));
+}
+
 TEST(NavigateParams, ClientNonceIsTheTickCountInLowerCaseHexAndStays)
 {
     FixedTickKernel kernel;

@@ -120,6 +120,16 @@ TEST_F(Navigate, DrainingReadsUntilNothingComes)
     EXPECT_EQ(0u, Client().Navigate(L"/a", 0, nullptr));
 }
 
+TEST_F(Navigate, EmptyDeviceResponeAlwaysSucceedsAndRestoresTheReadTimeout)
+{
+    ScriptedReadClient& http = Client();
+    EXPECT_CALL(*connection, GetReadTimeout()).WillOnce(Return(1234));
+    EXPECT_CALL(*connection, SetReadTimeout(100));
+    EXPECT_CALL(*connection, Read(_, 4096, _, nullptr)).WillOnce(Return(IOError_Fail));
+    EXPECT_CALL(*connection, SetReadTimeout(1234));
+    EXPECT_EQ(0u, http.EmptyDeviceRespone());
+}
+
 TEST_F(Navigate, NullPortGivesHostWithoutColon)
 {
     ON_CALL(*connection, GetPort()).WillByDefault(Return(nullptr));
@@ -170,6 +180,12 @@ TEST_F(Navigate, NullDataWithALengthWritesNoContentLinesButTheSendReadsTheData)
     EXPECT_EQ(0u, Client().Navigate(&params, nullptr));
     EXPECT_EQ(2, params.calls);
     EXPECT_EQ(std::vector<std::string>{"POST /d HTTP/1.1\r\nHOST: 10.0.0.5:80\r\n\r\nxyz"}, writes);
+}
+
+TEST_F(Navigate, RequestTextGoesOutInCodePage1252)
+{
+    EXPECT_EQ(0u, Client().Navigate(L"/caf\u00e9\u20ac\u4e2d", 0, nullptr));
+    EXPECT_EQ(std::vector<std::string>{"GET /caf\xe9\x80? HTTP/1.1\r\nHOST: 10.0.0.5:80\r\n\r\n"}, writes);
 }
 
 TEST_F(Navigate, Status404GivesNavigateResult0)
