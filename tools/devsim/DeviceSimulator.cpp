@@ -1,0 +1,96 @@
+#include "devsim/DeviceSimulator.h"
+
+#include <algorithm>
+
+#include "devsim/HttpSession.h"
+#include "devsim/JobSession.h"
+
+namespace devsim {
+
+namespace {
+
+const long kSliceMs = 50;
+// select takes at most FD_SETSIZE sockets, two of them the listeners.
+const size_t kMaxConnections = FD_SETSIZE - 2;
+
+}  // namespace
+
+DeviceSimulator::DeviceSimulator(const DevsimOptions& options, EventLog& log)
+    : m_options(options), m_log(log), m_jobs(options.jobsFolder, log), m_site(m_jobs, options.user, options.password)
+{
+}
+
+bool DeviceSimulator::Start(std::string* error)
+{
+    if (!m_jobs.Prepare(error) || !m_jobListener.Open(m_options.bind, m_options.jobPort, error)
+        || !m_httpListener.Open(m_options.bind, m_options.httpPort, error)) {
+        return false;
+    }
+    m_log.Line("job port listening on " + m_jobListener.Name());
+    m_log.Line("http port listening on " + m_httpListener.Name());
+    return true;
+}
+
+void DeviceSimulator::Run(const StopSignal& stop)
+{
+    const char* reason = nullptr;
+    while ((reason = stop.Reason()) == nullptr) {
+        fd_set readable;
+        fd_set writable;
+        FD_ZERO(&readable);
+        FD_ZERO(&writable);
+        FD_SET(m_jobListener.Socket(), &readable);
+        FD_SET(m_httpListener.Socket(), &readable);
+        for (const auto& connection : m_connections) {
+            FD_SET(connection->Socket(), &readable);
+            if (connection->WantsWrite()) {
+                FD_SET(connection->Socket(), &writable);
+            }
+        }
+        timeval slice{0, kSliceMs * 1000};
+        select(0, &readable, &writable, nullptr, &slice);
+        const ULONGLONG now = GetTickCount64();
+        if (FD_ISSET(m_jobListener.Socket(), &readable) || FD_ISSET(m_httpListener.Socket(), &readable)) {
+            AcceptAll(now);
+        }
+        Drive(readable, writable, now);
+    }
+    m_log.Line(std::string("stopping: ") + reason);
+    m_connections.clear();
+    m_log.Line("stopped");
+}
+
+void DeviceSimulator::AcceptAll(ULONGLONG now)
+{
+    std::string peer;
+    for (SOCKET s; (s = m_jobListener.Accept(&peer)) != INVALID_SOCKET;) {
+        m_connections.push_back(std::make_unique<JobSession>(s, peer, m_log, m_jobs, m_options.idleMs, now));
+    }
+    for (SOCKET s; (s = m_httpListener.Accept(&peer)) != INVALID_SOCKET;) {
+        m_connections.push_back(std::make_unique<HttpSession>(s, peer, m_log, m_site));
+    }
+    while (m_connections.size() > kMaxConnections) {
+        m_log.Line("too many connections: dropping the oldest");
+        m_connections.erase(m_connections.begin());
+    }
+}
+
+void DeviceSimulator::Drive(const fd_set& readable, const fd_set& writable, ULONGLONG now)
+{
+    for (const auto& connection : m_connections) {
+        if (FD_ISSET(connection->Socket(), &writable)) {
+            connection->OnWritable();
+        }
+        if (!connection->Done() && FD_ISSET(connection->Socket(), &readable)) {
+            connection->OnReadable(now);
+        }
+        if (!connection->Done()) {
+            connection->OnTick(now);
+        }
+    }
+    m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
+                                       [](const auto& connection) { return connection->Done(); }),
+                        m_connections.end());
+}
+
+}  // namespace devsim
