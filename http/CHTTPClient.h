@@ -60,7 +60,7 @@ public:
     const char* GetRuntimeTypeName() const override { return QVUtils::UndecoratedTypeName(typeid(*this)); }
 
 private:
-    // Steps 2 to 6 of Navigate, under m_lock.
+    // Navigate once m_lock is held.
     unsigned long NavigateLocked(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress);
     // The exchange itself, on an open session.
     unsigned long Exchange(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress);
