@@ -10,6 +10,7 @@
 
 #include "logging/CLastErrorRestore.h"
 #include "logging/CLogFileInfo.h"
+#include "logging/CLogFunction.h"
 #include "logging/CLogLock.h"
 #include "logging/CLogSettings.h"
 #include "logging/CLogSettingsReader.h"
@@ -119,8 +120,8 @@ void CLogModule::ResetSettings()
     m_settings->m_logFile = nullptr;
 }
 
-void CLogModule::LogSimpleString(const wchar_t* sourceFile, unsigned long line,
-                                 unsigned long word, const wchar_t* text)
+template <typename Write>
+void CLogModule::Filtered(const wchar_t* sourceFile, unsigned long word, Write write)
 {
     if (!m_initialized) {
         return;
@@ -129,28 +130,56 @@ void CLogModule::LogSimpleString(const wchar_t* sourceFile, unsigned long line,
     CLogLock lock(m_lock);
     try {
         if (CLogSettings* settings = Filter(sourceFile, word)) {
-            InternalLogSimpleString(*settings, line, word, text);
+            write(*settings);
         }
     } catch (const std::exception&) {
         // Logging never fails its caller.
     }
 }
 
+void CLogModule::LogSimpleString(const wchar_t* sourceFile, unsigned long line,
+                                 unsigned long word, const wchar_t* text)
+{
+    Filtered(sourceFile, word, [&](CLogSettings& settings) {
+        InternalLogSimpleString(settings, nullptr, line, word, text, true);
+    });
+}
+
 void CLogModule::LogFormattedString(const wchar_t* sourceFile, unsigned long line,
                                     unsigned long word, const wchar_t* format, va_list args)
 {
-    if (!m_initialized) {
-        return;
-    }
-    CLastErrorRestore lastError;
-    CLogLock lock(m_lock);
-    try {
-        if (CLogSettings* settings = Filter(sourceFile, word)) {
-            InternalLogFormattedString(*settings, line, word, format, args);
-        }
-    } catch (const std::exception&) {
-        // Logging never fails its caller.
-    }
+    Filtered(sourceFile, word, [&](CLogSettings& settings) {
+        InternalLogFormattedString(settings, nullptr, line, word, format, args);
+    });
+}
+
+namespace {
+
+const wchar_t* SourceFileOf(const CLogFunction* scope, const CLogSourceFile* file)
+{
+    return scope != nullptr && file != nullptr ? file->GetName().c_str() : nullptr;
+}
+
+}  // namespace
+
+void CLogModule::LogSimpleString(CLogFunction* scope, unsigned long word, const wchar_t* text,
+                                 bool complete)
+{
+    Filtered(SourceFileOf(scope, scope ? scope->m_sourceFile : nullptr), word,
+             [&](CLogSettings& settings) {
+                 InternalLogSimpleString(settings, scope, scope ? scope->m_line : 0, word, text,
+                                         complete);
+             });
+}
+
+void CLogModule::LogFormattedString(CLogFunction* scope, unsigned long word,
+                                    const wchar_t* format, va_list args)
+{
+    Filtered(SourceFileOf(scope, scope ? scope->m_sourceFile : nullptr), word,
+             [&](CLogSettings& settings) {
+                 InternalLogFormattedString(settings, scope, scope ? scope->m_line : 0, word,
+                                            format, args);
+             });
 }
 
 CLogSettings* CLogModule::Filter(const wchar_t* sourceFile, unsigned long word)
@@ -231,11 +260,16 @@ void CLogModule::ReadSettings(CSharedRegValues& values)
     g_pRegistryApi->RegCloseKey(globalKey);
 }
 
-void CLogModule::InternalLogSimpleString(CLogSettings& settings, unsigned long line,
-                                         unsigned long word, const wchar_t* text)
+void CLogModule::InternalLogSimpleString(CLogSettings& settings, CLogFunction* scope,
+                                         unsigned long line, unsigned long word,
+                                         const wchar_t* text, bool complete)
 {
     QVUtils::CSETranslator translator;
     try {
+        if (scope != nullptr) {
+            WriteScopeLine(settings, *scope, word, text, complete);
+            return;
+        }
         PrepareLogFile(settings);
         WriteLine(settings, line, word & settings.m_categories, word, text ? text : L"");
     } catch (const QVUtils::CWin32Exception& exception) {
@@ -246,9 +280,9 @@ void CLogModule::InternalLogSimpleString(CLogSettings& settings, unsigned long l
     }
 }
 
-void CLogModule::InternalLogFormattedString(CLogSettings& settings, unsigned long line,
-                                            unsigned long word, const wchar_t* format,
-                                            va_list args)
+void CLogModule::InternalLogFormattedString(CLogSettings& settings, CLogFunction* scope,
+                                            unsigned long line, unsigned long word,
+                                            const wchar_t* format, va_list args)
 {
     QVUtils::CSETranslator translator;
     try {
@@ -264,12 +298,71 @@ void CLogModule::InternalLogFormattedString(CLogSettings& settings, unsigned lon
         va_copy(formatting, args);
         _vsnwprintf(text.data(), length, format, formatting);
         va_end(formatting);
-        InternalLogSimpleString(settings, line, word, text.data());
+        InternalLogSimpleString(settings, scope, line, word, text.data(), true);
     } catch (const QVUtils::CWin32Exception& exception) {
         g_pDebugOutput->Write((std::wstring(L"Exception Exit: InternalLogFormattedString (")
                                + exception.GetMessage() + L")\r\n").c_str());
     } catch (const std::exception&) {
         // Swallowed: logging never fails its caller.
+    }
+}
+
+// A scope's text is written once its line is complete. The exit line is
+// printed at the indentation of its entry line, the lines between one step
+// deeper.
+void CLogModule::WriteScopeLine(CLogSettings& settings, CLogFunction& scope, unsigned long word,
+                                const wchar_t* text, bool complete)
+{
+    scope.m_text += text != nullptr ? text : L"";
+    PrepareLogFile(settings);
+    if (!complete) {
+        return;
+    }
+    const bool exitLine = (word & kCategoryExit) != 0;
+    if (exitLine) {
+        if (settings.m_options & kOptionDuration) {
+            _snwprintf(m_scratch, MAX_PATH, L" (Dur: %I64d us) ",
+                       CPerformanceCounter::ToMicroseconds(CPerformanceCounter::Now()
+                                                           - scope.m_startCount));
+            scope.m_text += m_scratch;
+        }
+        if (scope.m_exceptionState == 2) {
+            scope.m_text += L"(handled exception) ";
+        } else if (scope.m_exceptionState == 3) {
+            scope.m_text += L"(*unhandled exception*) ";
+        }
+        if (settings.m_options & kOptionIndent) {
+            ShiftIndentation(settings, false);
+        }
+    }
+    WriteLine(settings, scope.m_line, word & settings.m_categories, word, scope.m_text);
+    scope.m_text.clear();
+    if ((word & kCategoryEntry) && (settings.m_options & kOptionIndent)) {
+        ShiftIndentation(settings, true);
+    }
+    if (exitLine && scope.m_errorCode != 0) {
+        // No filter of its own: written whenever the exit line is.
+        WriteLine(settings, 0, kCategoryErrorText & settings.m_categories, kCategoryErrorText,
+                  FormatErrorText(scope.m_errorCode));
+    }
+}
+
+void CLogModule::ShiftIndentation(const CLogSettings& settings, bool deeper)
+{
+    const auto shift = [deeper](std::wstring& indent) {
+        if (deeper) {
+            indent.append(2, L' ');
+        } else {
+            indent.erase(indent.size() >= 2 ? indent.size() - 2 : 0);
+        }
+    };
+    if (settings.m_logFile != nullptr) {
+        shift(settings.m_logFile->m_indent);
+    } else if (m_regValues.Take()) {
+        if (m_regValues.View() != nullptr) {
+            shift(*m_regValues.View()->m_indent);
+        }
+        m_regValues.Release();
     }
 }
 

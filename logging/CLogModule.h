@@ -12,6 +12,7 @@
 
 namespace QVLogging {
 
+class CLogFunction;
 class CLogSettings;
 
 // Adds the text of an error code at `text`, with `room` characters left;
@@ -45,6 +46,14 @@ public:
     void LogFormattedString(const wchar_t* sourceFile, unsigned long line, unsigned long word,
                             const wchar_t* format, va_list args);
 
+    // A line of a trace scope. The text gathers in the scope until a line is
+    // complete; entry and exit lines move the indentation, and an exit line
+    // adds the duration, exception marks and the scope's error text.
+    void LogSimpleString(CLogFunction* scope, unsigned long word, const wchar_t* text,
+                         bool complete);
+    void LogFormattedString(CLogFunction* scope, unsigned long word, const wchar_t* format,
+                            va_list args);
+
     // "[Err: 0x%08X] " and the system's text for the code.
     std::wstring FormatErrorText(unsigned long code);
 
@@ -55,10 +64,18 @@ private:
     CLogSettings* Filter(const wchar_t* sourceFile, unsigned long word);
     void PollSettings(CSharedRegValues& values);
     void ReadSettings(CSharedRegValues& values);
-    void InternalLogSimpleString(CLogSettings& settings, unsigned long line, unsigned long word,
-                                 const wchar_t* text);
-    void InternalLogFormattedString(CLogSettings& settings, unsigned long line,
-                                    unsigned long word, const wchar_t* format, va_list args);
+    // Takes the lock, filters, and hands the chosen settings to `write`.
+    template <typename Write>
+    void Filtered(const wchar_t* sourceFile, unsigned long word, Write write);
+    void InternalLogSimpleString(CLogSettings& settings, CLogFunction* scope, unsigned long line,
+                                 unsigned long word, const wchar_t* text, bool complete);
+    void InternalLogFormattedString(CLogSettings& settings, CLogFunction* scope,
+                                    unsigned long line, unsigned long word,
+                                    const wchar_t* format, va_list args);
+    void WriteScopeLine(CLogSettings& settings, CLogFunction& scope, unsigned long word,
+                        const wchar_t* text, bool complete);
+    // Two blanks more (`deeper`) or fewer for the lines of the settings' file.
+    void ShiftIndentation(const CLogSettings& settings, bool deeper);
     void PrepareLogFile(CLogSettings& settings);
     void WriteHeader(CLogSettings& settings);
     void WalkModules();

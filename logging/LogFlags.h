@@ -8,6 +8,8 @@ constexpr unsigned long kOptionTruncate = 0x10000;
 constexpr unsigned long kOptionUniqueFile = 0x20000;
 constexpr unsigned long kOptionDebugger = 0x80000;
 constexpr unsigned long kOptionModuleWalk = 0x100000;
+constexpr unsigned long kOptionIndent = 0x200000;
+constexpr unsigned long kOptionDuration = 0x400000;
 constexpr unsigned long kOptionCompact = 0x800000;
 constexpr unsigned long kOptionDate = 0x1000000;
 constexpr unsigned long kOptionTime = 0x2000000;
@@ -31,6 +33,7 @@ constexpr unsigned long kCategoryListModule = 0x1000000;
 constexpr unsigned long kCategoryLock = 0x2000000;
 constexpr unsigned long kCategoryParameters = 0x4000000;
 constexpr unsigned long kCategoryToDebugger = 0x8000000;
+constexpr unsigned long kCategoryReturn = 0x10000000;
 constexpr unsigned long kCategoryErrorText = 0x20000000;
 constexpr unsigned long kCategoryHeader = 0x40000000;
 

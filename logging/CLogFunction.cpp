@@ -1,0 +1,143 @@
+#include "logging/CLogFunction.h"
+
+#include <cstdarg>
+#include <vector>
+
+#include "logging/CLastErrorRestore.h"
+#include "logging/CLogModule.h"
+#include "logging/CPerformanceCounter.h"
+#include "logging/LogFlags.h"
+#include "utils/CWin32Exception.h"
+
+namespace QVLogging {
+
+namespace {
+
+constexpr size_t kMaxNameLength = 255;
+
+}  // namespace
+
+CLogFunction::CLogFunction(CLogModule* module, CLogSourceFile* sourceFile,
+                           const wchar_t* functionName, unsigned long line)
+    : m_sourceFile(sourceFile), m_exceptionState(0), m_line(line), m_module(module),
+      m_startCount(CPerformanceCounter::Now()), m_functionName(functionName)
+{
+    LogString(kCategoryEntry, line, GetDisplayName(), true);
+}
+
+CLogFunction::CLogFunction(CLogModule* module, CLogSourceFile* sourceFile,
+                           const wchar_t* functionName, unsigned long line,
+                           unsigned long errorCode, unsigned long watch, const wchar_t* format, ...)
+    : m_errorCode(errorCode), m_sourceFile(sourceFile), m_exceptionState(watch != 0 ? 3 : 0),
+      m_line(line), m_module(module), m_startCount(CPerformanceCounter::Now()),
+      m_functionName(functionName)
+{
+    if (format == nullptr || *format == L'\0') {
+        LogString(kCategoryEntry, line, GetDisplayName(), true);
+        return;
+    }
+    // The parameters follow the name on the entry line. Should the line be
+    // filtered out, the name stays in the text and leads the next line.
+    CLastErrorRestore lastError;
+    m_text = GetDisplayName();
+    m_text += L", ";
+    if (m_module != nullptr) {
+        va_list args;
+        va_start(args, format);
+        m_module->LogFormattedString(this, kCategoryEntry | kCategoryParameters, format, args);
+        va_end(args);
+    }
+}
+
+CLogFunction::~CLogFunction()
+{
+    if (QVUtils::CWin32Exception::GetLivingCount() < 1) {
+        LogString(kCategoryExit, 0, GetDisplayName(), true);
+    } else {
+        // A structured fault is on its way through this function.
+        LogString(kCategoryExit, 0, GetDisplayName(), false);
+        LogString(kCategoryExit, 0, L"   *** UNHANDLED EXCEPTION PENDING ***", true);
+    }
+}
+
+void CLogFunction::LogFormat(unsigned long category, unsigned long line, const wchar_t* format, ...)
+{
+    CLastErrorRestore lastError;
+    m_line = line;
+    if (m_module != nullptr) {
+        va_list args;
+        va_start(args, format);
+        m_module->LogFormattedString(this, category, format, args);
+        va_end(args);
+    }
+}
+
+void CLogFunction::LogString(unsigned long category, unsigned long line, const wchar_t* text,
+                             bool complete)
+{
+    CLastErrorRestore lastError;
+    m_line = line;
+    if (m_module != nullptr) {
+        m_module->LogSimpleString(this, category, text, complete);
+    }
+}
+
+const wchar_t* CLogFunction::GetDisplayName()
+{
+    SplitNames();
+    return m_displayName.empty() ? m_functionName : m_displayName.c_str();
+}
+
+const std::wstring& CLogFunction::GetFunctionClassName()
+{
+    SplitNames();
+    return m_className;
+}
+
+// "Namespace::Class<Args>::Function" gives the class "Class" and the display
+// name "Class::Function": template arguments drop out, and only the first
+// 255 characters of the name count.
+void CLogFunction::SplitNames()
+{
+    if (m_namesSplit || m_functionName == nullptr) {
+        return;
+    }
+    m_namesSplit = true;
+    std::wstring buffer;
+    std::vector<size_t> starts;
+    if (m_functionName[0] != L':') {
+        starts.push_back(0);
+    }
+    int depth = 0;
+    for (const wchar_t* p = m_functionName; *p != L'\0' && buffer.size() < kMaxNameLength; ++p) {
+        if (*p == L'<') {
+            ++depth;
+        }
+        if (depth == 0) {
+            buffer.push_back(*p);
+            if (*p == L':' && p[1] == L':') {
+                starts.push_back(buffer.size() - 1 + 2);
+            }
+        }
+        if (*p == L'>') {
+            --depth;
+        }
+    }
+    const size_t n = starts.size();
+    if (n >= 2) {
+        m_className = buffer.substr(starts[n - 2], starts[n - 1] - 2 - starts[n - 2]);
+    }
+    const size_t from = n >= 2 ? starts[n - 2] : (n == 1 ? starts[0] : 0);
+    m_displayName = from <= buffer.size() ? buffer.substr(from) : std::wstring();
+}
+
+void LogReturnBool(CLogFunction* scope, bool value)
+{
+    if (scope == nullptr) {
+        return;
+    }
+    scope->LogFormat(kCategoryReturn, 0, L"Return: %s", value ? L"TRUE" : L"FALSE");
+    scope->m_errorCode = value ? 0 : 1;
+}
+
+}  // namespace QVLogging
