@@ -153,7 +153,7 @@ std::vector<std::string> ChildProcess::Lines(const std::string& text)
     return lines;
 }
 
-RunResult Run(const std::wstring& program, const std::vector<std::wstring>& arguments)
+RunResult RunTool(const std::wstring& program, const std::vector<std::wstring>& arguments)
 {
     ChildProcess child;
     if (!child.Start(program, arguments)) {

@@ -55,6 +55,6 @@ struct RunResult {
     std::vector<std::string> out;
     std::vector<std::string> err;
 };
-RunResult Run(const std::wstring& program, const std::vector<std::wstring>& arguments);
+RunResult RunTool(const std::wstring& program, const std::vector<std::wstring>& arguments);
 
 }  // namespace toolstest

@@ -216,7 +216,7 @@ TEST(DevsimProgram, StopsAtItsTimeLimitAndLogsEachEvent)
 
 TEST(DevsimProgram, RejectsBadOptionsWithExitCodeTwo)
 {
-    const toolstest::RunResult result = toolstest::Run(L"orvane-devsim.exe", {L"--job-port", L"70000"});
+    const toolstest::RunResult result = toolstest::RunTool(L"orvane-devsim.exe", {L"--job-port", L"70000"});
     EXPECT_EQ(2, result.exitCode);
     EXPECT_EQ((std::vector<std::string>{"orvane-devsim: option --job-port needs a number from 0 to 65535, not '70000'",
                                         "see 'orvane-devsim --help'"}),
@@ -228,7 +228,7 @@ TEST(DevsimProgram, ExitsWithOneWhenItsPortIsTaken)
 {
     DevsimProcess first;
     ASSERT_TRUE(first.Running());
-    const toolstest::RunResult second = toolstest::Run(
+    const toolstest::RunResult second = toolstest::RunTool(
         L"orvane-devsim.exe", {L"--job-port", std::to_wstring(first.JobPort()), L"--http-port", L"0", L"--jobs",
                                first.JobsFolder(), L"--seconds", L"5"});
     EXPECT_EQ(1, second.exitCode);

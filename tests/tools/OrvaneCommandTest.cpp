@@ -1,0 +1,184 @@
+// orvane.exe run against orvane-devsim.exe: exit codes, output lines, and
+// the bytes that reach the device.
+#include <gtest/gtest.h>
+
+#include <winsock2.h>
+
+#include <regex>
+#include <string>
+
+#include "common/Text.h"
+#include "peers/LoopbackPeer.h"
+#include "tools/DevsimProcess.h"
+
+using toolstest::DevsimProcess;
+using toolstest::RunTool;
+using toolstest::RunResult;
+using toolstest::TempFile;
+
+namespace {
+
+std::string Pattern(size_t size)
+{
+    std::string bytes(size, '\0');
+    unsigned value = 12345;
+    for (char& c : bytes) {
+        value = value * 1103515245u + 12345u;
+        c = static_cast<char>(value >> 16);
+    }
+    return bytes;
+}
+
+// A port in the stream range where nothing listens: bound, never listening.
+class ClosedPort {
+public:
+    ClosedPort()
+    {
+        peers::EnsureWinsock();
+        m_socket = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        for (m_port = 8999; m_port >= 8000; --m_port) {
+            address.sin_port = htons(m_port);
+            if (bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0) {
+                break;
+            }
+        }
+    }
+    ~ClosedPort() { closesocket(m_socket); }
+    std::wstring Target() const { return L"127.0.0.1:" + std::to_wstring(m_port); }
+    std::string Text() const { return "127.0.0.1:" + std::to_string(m_port); }
+
+private:
+    SOCKET m_socket;
+    unsigned short m_port;
+};
+
+TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
+{
+    const RunResult help = RunTool(L"orvane.exe", {L"--help"});
+    EXPECT_EQ(0, help.exitCode);
+    EXPECT_EQ((std::vector<std::string>{"usage: orvane COMMAND [OPTIONS] [ARGUMENTS]", "", "commands:",
+                                        "  log    switch the library's log on or off, or show it",
+                                        "  read   copy what a device sends, until it falls silent",
+                                        "  send   write a file to a device (raw port, default 9100)", "",
+                                        "'orvane COMMAND --help' describes a command.",
+                                        "Exit codes: 0 done, 1 device or protocol failure, 2 usage error."}),
+              help.out);
+
+    const RunResult none = RunTool(L"orvane.exe", {});
+    EXPECT_EQ(2, none.exitCode);
+    EXPECT_EQ(help.out, none.err);
+    EXPECT_TRUE(none.out.empty());
+
+    const RunResult unknown = RunTool(L"orvane.exe", {L"print"});
+    EXPECT_EQ(2, unknown.exitCode);
+    EXPECT_EQ(std::vector<std::string>{"orvane: unknown command 'print'; 'orvane --help' lists the commands"},
+              unknown.err);
+}
+
+TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
+{
+    for (const wchar_t* command : {L"send", L"read", L"log"}) {
+        const RunResult result = RunTool(L"orvane.exe", {command, L"--help"});
+        EXPECT_EQ(0, result.exitCode);
+        ASSERT_FALSE(result.out.empty());
+        EXPECT_EQ("usage: orvane " + tools::Text::Narrow(command) + " ", result.out[0].substr(0, 15 + wcslen(command)));
+        EXPECT_TRUE(result.err.empty());
+    }
+}
+
+TEST(OrvaneSend, RejectsBadArgumentsWithExitCodeTwo)
+{
+    const RunResult port = RunTool(L"orvane.exe", {L"send", L"127.0.0.1:9101", L"file.prn"});
+    EXPECT_EQ(2, port.exitCode);
+    EXPECT_EQ((std::vector<std::string>{"orvane send: invalid port '9101': streams use ports 80 to 9100",
+                                        "see 'orvane send --help'"}),
+              port.err);
+
+    const RunResult count = RunTool(L"orvane.exe", {L"send", L"127.0.0.1"});
+    EXPECT_EQ(2, count.exitCode);
+    EXPECT_EQ("orvane send: expected ADDRESS[:PORT] and FILE", count.err.at(0));
+
+    const RunResult timeout = RunTool(L"orvane.exe", {L"send", L"--timeout", L"soon", L"127.0.0.1", L"f"});
+    EXPECT_EQ(2, timeout.exitCode);
+    EXPECT_EQ("orvane send: option --timeout needs a number from 1 to 2147483647, not 'soon'", timeout.err.at(0));
+
+    const RunResult missing = RunTool(L"orvane.exe", {L"send", L"127.0.0.1", L"C:\\no\\such\\file.prn"});
+    EXPECT_EQ(2, missing.exitCode);
+    ASSERT_EQ(1u, missing.err.size());
+    EXPECT_EQ("orvane send: cannot open C:\\no\\such\\file.prn: error 3 (", missing.err[0].substr(0, missing.err[0].find('(') + 1));
+}
+
+TEST(OrvaneSend, FailsWithExitCodeOneWhenNobodyListens)
+{
+    ClosedPort closed;
+    TempFile file("data");
+    const RunResult result = RunTool(L"orvane.exe", {L"send", L"--timeout", L"3000", closed.Target(), file.Path()});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ(std::vector<std::string>{"orvane send: cannot connect to " + closed.Text() + ": error 31 (general failure)"},
+              result.err);
+    EXPECT_TRUE(result.out.empty());
+}
+
+TEST(OrvaneSend, DeliversEveryByteOfAMultiMegabyteFileWithoutProgressOnAPipe)
+{
+    DevsimProcess devsim;
+    ASSERT_TRUE(devsim.Running());
+    const std::string job = Pattern(5 * 1024 * 1024 + 17);
+    TempFile file(job);
+    const RunResult result = RunTool(L"orvane.exe", {L"send", devsim.JobTarget(), file.Path()});
+    EXPECT_EQ(0, result.exitCode);
+    ASSERT_EQ(1u, result.out.size());
+    // One plain line: no progress bar, no carriage return.
+    EXPECT_TRUE(std::regex_match(result.out[0], std::regex("sent 5242897 bytes to 127\\.0\\.0\\.1:" +
+                                                           std::to_string(devsim.JobPort()) + " in [0-9]+\\.[0-9]{2} s")))
+        << result.out[0];
+    EXPECT_TRUE(result.err.empty());
+    std::string stored;
+    ASSERT_TRUE(devsim.ReadJob(L"job-0001.prn", &stored));
+    EXPECT_EQ(job.size(), stored.size());
+    EXPECT_TRUE(job == stored);
+    EXPECT_EQ("job 1 stored 5242897 bytes in " + tools::Text::Narrow(devsim.JobsFolder()) + "\\job-0001.prn",
+              devsim.Process().WaitForLine("job 1 stored"));
+}
+
+TEST(OrvaneRead, CopiesWhatTheDeviceSendsUntilItFallsSilent)
+{
+    DevsimProcess devsim{{L"--idle", L"100"}};
+    ASSERT_TRUE(devsim.Running());
+    const RunResult result = RunTool(L"orvane.exe", {L"read", L"--timeout", L"800", devsim.JobTarget()});
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_EQ(std::vector<std::string>{"STATUS READY JOBS 0"}, result.out);
+    EXPECT_EQ(std::vector<std::string>{"received 21 bytes from " + tools::Text::Narrow(devsim.JobTarget())},
+              result.err);
+}
+
+TEST(OrvaneRead, WritesTheBytesUnchangedToAFile)
+{
+    DevsimProcess devsim{{L"--idle", L"100"}};
+    ASSERT_TRUE(devsim.Running());
+    TempFile out;
+    const RunResult result = RunTool(L"orvane.exe", {L"read", L"-o", out.Path(), L"--timeout", L"800", devsim.JobTarget()});
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_EQ(std::vector<std::string>{"received 21 bytes from " + tools::Text::Narrow(devsim.JobTarget())},
+              result.out);
+    EXPECT_TRUE(result.err.empty());
+    EXPECT_EQ("STATUS READY JOBS 0\r\n", out.Contents());
+}
+
+TEST(OrvaneRead, FailsWithExitCodeOneWhenNobodyListensAndTwoOnABadAddress)
+{
+    ClosedPort closed;
+    const RunResult refused = RunTool(L"orvane.exe", {L"read", L"--timeout", L"3000", closed.Target()});
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_EQ(std::vector<std::string>{"orvane read: cannot connect to " + closed.Text() + ": error 31 (general failure)"},
+              refused.err);
+
+    const RunResult bad = RunTool(L"orvane.exe", {L"read", L"[::1"});
+    EXPECT_EQ(2, bad.exitCode);
+    EXPECT_EQ("orvane read: invalid address '[::1'", bad.err.at(0));
+}
+
+}  // namespace
