@@ -16,7 +16,7 @@ public:
     // Redraws when the whole percent changed or 250 ms passed since the last
     // drawing.
     void Update(uint64_t done, unsigned long elapsedMs);
-    // Draws the final state and ends the line, if anything was drawn.
+    // Draws the final state and ends the line (on a terminal only).
     void Finish(uint64_t done, unsigned long elapsedMs);
 
     // "[#####---...]  17%  1048576 / 6291456 bytes  4.2 MB/s": 30 marks,
