@@ -1,10 +1,14 @@
 // The exported creation functions of the library.
 #include "api/AddressFactory.h"
+#include "logging/LogTrace.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace Orvane {
 
 Address* CreateAddressFromIPAddress(const wchar_t* address)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::CreateAddressFromIPAddress");
     return AddressFactory::CreateFromIPAddress(address);
 }
 

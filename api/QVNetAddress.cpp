@@ -2,6 +2,9 @@
 
 #include "api/QVStream.h"
 #include "iostack/CIONetwork.h"
+#include "logging/LogTrace.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace Orvane {
 
@@ -24,17 +27,20 @@ QVNetAddress::QVNetAddress(const wchar_t* address)
 
 BOOL QVNetAddress::IsConnected()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::IsConnected");
     // Reachability is found out only by opening a connection.
     return TRUE;
 }
 
 const wchar_t* QVNetAddress::GetAddress()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::GetAddress");
     return m_address.c_str();
 }
 
 unsigned long QVNetAddress::CreateStream(int port, Stream** out)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateStream");
     *out = nullptr;
     // A port out of range is no error: the caller tests the pointer.
     if (port < kLowestPort || port > kHighestPort) {
@@ -56,30 +62,34 @@ unsigned long QVNetAddress::CreateStream(int port, Stream** out)
         stream->AddRef();
         *out = stream;
     } catch (const std::bad_alloc&) {
-        return E_FAIL;
+        delete connection;
+        return logScope.m_errorCode = E_FAIL;
     }
     return 0;
 }
 
 unsigned long QVNetAddress::CreateNotifier(Notifier** out)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateNotifier");
     // A network device raises no interrupts.
     *out = nullptr;
-    return E_FAIL;
+    return logScope.m_errorCode = E_FAIL;
 }
 
 unsigned long QVNetAddress::CreateHTTPRequest(HTTPRequest** out, int)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateHTTPRequest");
     // The HTTP client arrives with its own objects.
     *out = nullptr;
-    return E_NOTIMPL;
+    return logScope.m_errorCode = E_NOTIMPL;
 }
 
 unsigned long QVNetAddress::CreateMIBConnection(MIBConnection** out)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateMIBConnection");
     // Management objects arrive with their run-time library bridge.
     *out = nullptr;
-    return E_NOTIMPL;
+    return logScope.m_errorCode = E_NOTIMPL;
 }
 
 }  // namespace Orvane

@@ -1,6 +1,9 @@
 #include "api/QVStream.h"
 
 #include "iostack/IOStatus.h"
+#include "logging/LogTrace.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace Orvane {
 
@@ -16,6 +19,7 @@ QVStream::QVStream(IDeviceConnection* connection)
 
 QVStream::~QVStream()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::~QVStream");
     delete[] m_pReadAhead;
     if (m_pConnection != nullptr) {
         if (m_pConnection->IsOpen()) {
@@ -27,24 +31,29 @@ QVStream::~QVStream()
 
 unsigned long QVStream::Open()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::Open");
     m_lastStatus = IOError_Fail;
     if (m_pConnection == nullptr) {
-        return E_FAIL;
+        return logScope.m_errorCode = E_FAIL;
     }
     // An open connection is closed and opened anew.
     if (m_pConnection->IsOpen()) {
         m_pConnection->Close();
     }
     m_lastStatus = m_pConnection->Open(nullptr);
+    if (m_lastStatus != 0) {
+        QV_LOG_ERROR(L"Open failed with error %#x", m_lastStatus);
+    }
     // The answer is the connection's state, not the status of its Open.
-    return m_pConnection->IsOpen() ? 0 : E_FAIL;
+    return logScope.m_errorCode = m_pConnection->IsOpen() ? 0 : E_FAIL;
 }
 
 unsigned long QVStream::Write(const void* buffer, unsigned long size, unsigned long* written)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::Write");
     if (!m_pConnection->IsOpen()) {
         if (const unsigned long opened = Open()) {
-            return opened;
+            return logScope.m_errorCode = opened;
         }
     }
     m_pConnection->LockWrite();
@@ -52,11 +61,12 @@ unsigned long QVStream::Write(const void* buffer, unsigned long size, unsigned l
     m_pConnection->UnlockWrite();
     // A failed write leaves m_lastStatus alone: GetSystemErrorCode keeps
     // telling the outcome of the last Open, Read or Close.
-    return status != 0 ? E_FAIL : 0;
+    return logScope.m_errorCode = status != 0 ? E_FAIL : 0;
 }
 
 unsigned long QVStream::BytesAvailable()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::BytesAvailable");
     if (m_readAheadCount == 0 && Read(m_pReadAhead, kReadAheadSize, &m_readAheadCount) != 0) {
         m_readAheadCount = 0;
         return 0;
@@ -66,10 +76,11 @@ unsigned long QVStream::BytesAvailable()
 
 unsigned long QVStream::Read(void* buffer, unsigned long size, unsigned long* read)
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::Read");
     m_lastStatus = 0;
     if (!m_pConnection->IsOpen()) {
         if (const unsigned long opened = Open()) {
-            return opened;
+            return logScope.m_errorCode = opened;
         }
     }
     unsigned long result = 0;
@@ -94,17 +105,19 @@ unsigned long QVStream::Read(void* buffer, unsigned long size, unsigned long* re
         }
     }
     m_pConnection->UnlockRead();
-    return result;
+    return logScope.m_errorCode = result;
 }
 
 unsigned long QVStream::Close()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::Close");
     m_lastStatus = m_pConnection->Close();
-    return m_lastStatus != 0 ? E_FAIL : 0;
+    return logScope.m_errorCode = m_lastStatus != 0 ? E_FAIL : 0;
 }
 
 unsigned long QVStream::GetSystemErrorCode()
 {
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVStream::GetSystemErrorCode");
     switch (m_lastStatus) {
     case 0:
         return 0;

@@ -6,6 +6,10 @@
 #include "iostack/IDeviceConnection.h"
 #include "iostack/IOStatus.h"
 
+namespace QVLogging {
+class CLogFunction;
+}
+
 namespace QVIOStack {
 
 // The common base of the connections: handle, timeouts, locks, and one
@@ -64,8 +68,8 @@ protected:
     CRITICAL_SECTION m_openLock;
 
 private:
-    unsigned long Transfer(Direction direction, void* buffer, unsigned long size, unsigned long* count,
-                           QVUtils::IProgress* progress);
+    unsigned long Transfer(QVLogging::CLogFunction& logScope, Direction direction, void* buffer,
+                           unsigned long size, unsigned long* count, QVUtils::IProgress* progress);
 };
 
 }  // namespace QVIOStack

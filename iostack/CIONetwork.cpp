@@ -4,10 +4,13 @@
 
 #include <new>
 
+#include "logging/LogTrace.h"
 #include "utils/CProgressAggregator.h"
 #include "utils/StringUtils.h"
 #include "winapi/IKernelApi.h"
 #include "winapi/IWinSockApi.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace QVIOStack {
 
@@ -83,6 +86,7 @@ CIONetwork::~CIONetwork()
 
 IDeviceConnection* CIONetwork::Clone(bool secure)
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::Clone");
     IDeviceConnection* clone = CreateIONetwork(secure);
     if (clone == nullptr) {
         return nullptr;
@@ -106,12 +110,13 @@ IDeviceConnection* CIONetwork::Clone(bool secure)
 
 unsigned long CIONetwork::Initialize(IDevice* device, const std::list<FUNCTION_TYPE>& functions)
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::Initialize");
     if (device == nullptr) {
-        return IOError_Fail;
+        return logScope.m_errorCode = IOError_Fail;
     }
     INetworkDevice* networkDevice = nullptr;
     if (device->GetNetworkDevice(&networkDevice) != 0 || networkDevice == nullptr) {
-        return IOError_Fail;
+        return logScope.m_errorCode = IOError_Fail;
     }
     m_functions.clear();
     for (FUNCTION_TYPE type : functions) {
@@ -121,7 +126,7 @@ unsigned long CIONetwork::Initialize(IDevice* device, const std::list<FUNCTION_T
         }
     }
     if (m_functions.empty()) {
-        return IOError_Fail;
+        return logScope.m_errorCode = IOError_Fail;
     }
     m_pDevice = networkDevice;
     return 0;
@@ -129,8 +134,10 @@ unsigned long CIONetwork::Initialize(IDevice* device, const std::list<FUNCTION_T
 
 unsigned long CIONetwork::Initialize(const wchar_t* serviceAddress)
 {
+    QV_LOG_FUNCTION_PARAMS(g_pIONetworkLog, L"QVIOStack::CIONetwork::Initialize", L"%s",
+                           serviceAddress != nullptr ? serviceAddress : L"(null)");
     m_pDevice = nullptr;
-    return Init(serviceAddress);
+    return logScope.m_errorCode = Init(serviceAddress);
 }
 
 bool CIONetwork::IsHTTPCapable()
@@ -195,8 +202,9 @@ bool CIONetwork::IsIPv6(const std::wstring& a)
 
 unsigned long CIONetwork::Init(const wchar_t* serviceAddress)
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::Init");
     if (serviceAddress == nullptr || *serviceAddress == L'\0') {
-        return IOError_Fail;
+        return logScope.m_errorCode = IOError_Fail;
     }
     if (m_hIO != INVALID_HANDLE_VALUE) {
         Cleanup();
@@ -204,7 +212,7 @@ unsigned long CIONetwork::Init(const wchar_t* serviceAddress)
     std::wstring address;
     std::wstring port;
     if (!StringUtils::SplitHostPort(serviceAddress, address, port)) {
-        return IOError_Fail;
+        return logScope.m_errorCode = IOError_Fail;
     }
     m_address = address;
     m_port = port.empty() ? L"8080" : port;
@@ -215,24 +223,31 @@ unsigned long CIONetwork::Init(const wchar_t* serviceAddress)
 
 unsigned long CIONetwork::RediscoverDevice(QVUtils::IProgress* progress)
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::RediscoverDevice");
     const unsigned long refreshed = m_pDevice->Refresh(progress);
     if (refreshed != 0) {
+        QV_LOG_ERROR(L"Failed to rediscover device");
         if (const unsigned long mapped = MapDeviceManagerError(refreshed)) {
-            return mapped;
+            return logScope.m_errorCode = mapped;
         }
     }
     for (FUNCTION_TYPE type : m_functions) {
         IDeviceFunction* function = nullptr;
-        if (m_pDevice->GetFunction(type, &function) == 0 && function != nullptr
-            && Init(function->GetAddress().c_str()) == 0) {
+        if (m_pDevice->GetFunction(type, &function) != 0 || function == nullptr) {
+            continue;
+        }
+        if (Init(function->GetAddress().c_str()) == 0) {
             return 0;  // the first function whose address can be parsed wins
         }
+        QV_LOG_ERROR(L"Failed to initialize connection with device service address (%s)",
+                     function->GetAddress().c_str());
     }
-    return IOError_Fail;
+    return logScope.m_errorCode = IOError_Fail;
 }
 
 unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::Open");
     g_pKernelApi->EnterCriticalSection(&m_openLock);
     CProgressAggregator localProgress(progress, 3);
     unsigned long status = 0;
@@ -242,16 +257,18 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
             Cleanup();
         }
         g_pKernelApi->LeaveCriticalSection(&m_openLock);
-        return result;
+        return logScope.m_errorCode = result;
     };
 
     if (m_hIO != INVALID_HANDLE_VALUE) {
+        QV_LOG_INFO(0, L"Open called and socket is already valid");
         if (IsOpen()) {
             ++m_lSessionCount;
             return finish(0);
         }
         // The peer has gone: rebuild, and let the users of the dead socket
         // keep their places in the count.
+        QV_LOG_INFO(0, L"CIONetwork::Open: socket has been closed, ready for Cleanup()");
         const long sessions = m_lSessionCount;
         Cleanup();
         m_lSessionCount = sessions;
@@ -261,9 +278,11 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
         return finish(status);
     }
     if (m_address.empty()) {
+        QV_LOG_ERROR(L"FAIL: rediscovery success but no address");
         return finish(IOError_Fail);
     }
     if (!localProgress.Step(0UL)) {
+        QV_LOG_INFO(0, L"ABORT: rediscovery success but LocalProgress.Step is false");
         return finish(IOError_Aborted);
     }
     if (!m_bStarted) {
@@ -272,48 +291,66 @@ unsigned long CIONetwork::Open(QVUtils::IProgress* progress)
         // Set either way: the destructor balances even a failed start.
         m_bStarted = true;
         if (started != 0) {
+            QV_LOG_ERROR(L"WSAStartup failed");
             return finish(IOError_Fail);
         }
     }
     if (m_hIO == INVALID_HANDLE_VALUE) {
-        m_hIO = reinterpret_cast<HANDLE>(
-            g_pWinSockApi->WSASocketW(m_addressFamily, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
+        QV_LOG_INFO(0, L"Still don't have socket, calling WSASocket to create local socket");
+        m_hIO = reinterpret_cast<HANDLE>(g_pWinSockApi->WSASocketW(
+            m_addressFamily, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
     }
     if (Socket() == INVALID_SOCKET) {
         m_hIO = INVALID_HANDLE_VALUE;
+        QV_LOG_ERROR(L"Failed to create socket");
         return finish(IOError_Fail);
     }
     const int receiveBuffer = kReceiveBufferSize;
-    if (g_pWinSockApi->setsockopt(Socket(), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&receiveBuffer),
-                   sizeof(receiveBuffer)) != 0) {
+    if (g_pWinSockApi->setsockopt(Socket(), SOL_SOCKET, SO_RCVBUF,
+                                  reinterpret_cast<const char*>(&receiveBuffer),
+                                  sizeof(receiveBuffer)) != 0) {
+        QV_LOG_ERROR(L"setsockopt failed");
         return finish(IOError_Fail);
     }
     m_hEvent = g_pWinSockApi->WSACreateEvent();
     if (m_hEvent == nullptr) {
+        QV_LOG_ERROR(L"WSACreateEvent call failed");
         return finish(IOError_Fail);
     }
     if (g_pWinSockApi->WSAEventSelect(Socket(), m_hEvent, FD_CONNECT) != 0) {
+        QV_LOG_ERROR(L"WSAEventSelect failed with error = %d", g_pWinSockApi->WSAGetLastError());
         return finish(IOError_Fail);
     }
     if (!localProgress.Step(0UL)) {
+        QV_LOG_INFO(0, L"ABORT: WSAEventSelect success but LocalProgress.Step is false");
         return finish(IOError_Aborted);
     }
 
-    const int connectCode = Connect(localProgress);
+    const int connectCode = Connect(logScope);
+    // A stop asked for here does not undo a connection that stands: the
+    // connect code alone decides.
+    if (!localProgress.Step(0UL)) {
+        QV_LOG_INFO(0, L"ABORT2: LocalProgess.Step is false");
+    }
     if (connectCode == 0) {
+        QV_LOG_INFO(0, L"WSAConnect succeeded");
         ++m_lSessionCount;
         g_pWinSockApi->WSAResetEvent(m_hEvent);
         // From here on only the peer's close fires the event (see IsOpen).
-        g_pWinSockApi->WSAEventSelect(Socket(), m_hEvent, FD_CLOSE);
+        if (g_pWinSockApi->WSAEventSelect(Socket(), m_hEvent, FD_CLOSE) != 0) {
+            QV_LOG_ERROR(L"WSAEventSelect failed with error = %d", g_pWinSockApi->WSAGetLastError());
+        }
         return finish(0);
     }
     if (connectCode == WSA_WAIT_TIMEOUT || connectCode == WSAETIMEDOUT) {
+        QV_LOG_ERROR(L"TIMEOUT: WSA_WAIT_TIMEOUT or WSAETIMEDOUT during connect attempt");
         return finish(IOError_Timeout);
     }
+    QV_LOG_ERROR(L"FAIL: Other failure %d occurred during connect attempt", connectCode);
     return finish(IOError_Fail);
 }
 
-int CIONetwork::Connect(QVUtils::IProgress& localProgress)
+int CIONetwork::Connect(QVLogging::CLogFunction& logScope)
 {
     const std::wstring text = m_addressFamily == AF_INET6
         ? L"[" + m_address + L"]:" + m_port
@@ -323,36 +360,42 @@ int CIONetwork::Connect(QVUtils::IProgress& localProgress)
     address->sa_family = static_cast<ADDRESS_FAMILY>(m_addressFamily);
     int length = kSocketAddressLength;
 
-    int code = g_pWinSockApi->WSAStringToAddressW(const_cast<wchar_t*>(text.c_str()), m_addressFamily, nullptr,
-                                   address, &length);
-    if (code == 0) {
-        code = g_pWinSockApi->WSAConnect(Socket(), address, length, nullptr, nullptr, nullptr, nullptr) == 0
-            ? 0
-            : g_pWinSockApi->WSAGetLastError();
-        if (code == WSAEWOULDBLOCK) {
-            code = static_cast<int>(g_pKernelApi->WaitForSingleObject(m_hEvent, m_openTimeout));
+    int code = g_pWinSockApi->WSAStringToAddressW(const_cast<wchar_t*>(text.c_str()),
+                                                  m_addressFamily, nullptr, address, &length);
+    if (code != 0) {
+        QV_LOG_ERROR(L"WSAStringToAddressW(%s) failed with err = %d", text.c_str(),
+                     g_pWinSockApi->WSAGetLastError());
+        return code;
+    }
+    if (g_pWinSockApi->WSAConnect(Socket(), address, length, nullptr, nullptr, nullptr, nullptr)
+        == 0) {
+        return 0;
+    }
+    code = g_pWinSockApi->WSAGetLastError();
+    QV_LOG_INFO(0, L"WSAConnect returned err = %d", code);
+    if (code == WSAEWOULDBLOCK) {
+        code = static_cast<int>(g_pKernelApi->WaitForSingleObject(m_hEvent, m_openTimeout));
+        QV_LOG_INFO(0, L"WaitForSingleObject returned %d", code);
+        if (code == 0) {
+            WSANETWORKEVENTS events{};
+            code = g_pWinSockApi->WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
             if (code == 0) {
-                WSANETWORKEVENTS events{};
-                code = g_pWinSockApi->WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
-                if (code == 0) {
-                    code = events.iErrorCode[FD_CONNECT_BIT];
-                }
-                g_pWinSockApi->WSAResetEvent(m_hEvent);
+                code = events.iErrorCode[FD_CONNECT_BIT];
             }
+            g_pWinSockApi->WSAResetEvent(m_hEvent);
         }
     }
-    // A stop asked for here does not undo a connection that stands: the
-    // connect code alone decides.
-    localProgress.Step(0UL);
     return code;
 }
 
 bool CIONetwork::IsOpen()
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::IsOpen");
     if (m_hIO == INVALID_HANDLE_VALUE) {
         return false;
     }
     const DWORD waited = g_pKernelApi->WaitForSingleObject(m_hEvent, 0);
+    QV_LOG_INFO(5, L"WaitForSingleObject returned %d", static_cast<int>(waited));
     if (waited == WAIT_TIMEOUT) {
         return true;
     }
@@ -360,22 +403,34 @@ bool CIONetwork::IsOpen()
         // Only FD_CLOSE fires the event of an open socket. The event is reset,
         // so the caller must clean up now (Open does).
         WSANETWORKEVENTS events{};
-        g_pWinSockApi->WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
+        const int enumerated = g_pWinSockApi->WSAEnumNetworkEvents(Socket(), m_hEvent, &events);
         g_pWinSockApi->WSAResetEvent(m_hEvent);
+        if (enumerated == 0) {
+            QV_LOG_INFO(0, L"WSAEnumNetworkEvents indicates FD_CLOSE occurred (%d)",
+                        events.iErrorCode[FD_CLOSE_BIT]);
+        }
     }
     return false;
 }
 
 unsigned long CIONetwork::Close()
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::Close");
     g_pKernelApi->EnterCriticalSection(&m_openLock);
     if (m_hIO != INVALID_HANDLE_VALUE) {
         if (m_lSessionCount < 1) {
+            QV_LOG_ERROR(L"CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = %d",
+                         static_cast<int>(m_lSessionCount));
             m_lSessionCount = 1;
         }
         if (--m_lSessionCount == 0) {
-            g_pWinSockApi->shutdown(Socket(), SD_BOTH);
-            g_pWinSockApi->closesocket(Socket());
+            QV_LOG_INFO(0, L"CIONetwork::Close: shutting down socket");
+            if (g_pWinSockApi->shutdown(Socket(), SD_BOTH) != 0) {
+                QV_LOG_ERROR(L"shutdown socket failed with error = %d", g_pWinSockApi->WSAGetLastError());
+            }
+            if (g_pWinSockApi->closesocket(Socket()) != 0) {
+                QV_LOG_ERROR(L"closesocket failed with error = %d", g_pWinSockApi->WSAGetLastError());
+            }
             m_hIO = INVALID_HANDLE_VALUE;
             ShutdownSocketServer();
         }
@@ -386,6 +441,7 @@ unsigned long CIONetwork::Close()
 
 void CIONetwork::Cleanup()
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::Cleanup");
     if (m_hEvent != nullptr) {
         g_pWinSockApi->WSACloseEvent(m_hEvent);
         m_hEvent = nullptr;
@@ -398,10 +454,14 @@ void CIONetwork::Cleanup()
 
 void CIONetwork::ShutdownSocketServer()
 {
+    QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::ShutdownSocketServer");
     HANDLE& thread = m_hServer[4];
     if (thread != nullptr) {
         if (g_pKernelApi->SetEvent(m_hServer[2])) {
             g_pKernelApi->WaitForSingleObject(thread, INFINITE);
+        } else {
+            QV_LOG_ERROR(L"Coult not set event to shut down sock server. Error: %d",
+                         static_cast<int>(GetLastError()));
         }
         thread = nullptr;
     }

@@ -52,7 +52,7 @@ protected:
 private:
     SOCKET Socket() const { return reinterpret_cast<SOCKET>(m_hIO); }
     // Connects the socket within the open timeout; the system's connect code.
-    int Connect(QVUtils::IProgress& localProgress);
+    int Connect(QVLogging::CLogFunction& logScope);
     void ShutdownSocketServer();
 
     QVDeviceManager::INetworkDevice* m_pDevice = nullptr;

@@ -8,6 +8,10 @@
 #include <mutex>
 #include <typeindex>
 
+#include "logging/LogTrace.h"
+
+QV_LOG_SOURCE_FILE()
+
 namespace QVUtils {
 
 CDisposable::~CDisposable()
@@ -17,16 +21,18 @@ CDisposable::~CDisposable()
 
 unsigned long CDisposable::AddRefImpl()
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CDisposable::AddRefImpl");
     InterlockedIncrement(&m_refCount);
-    TypeName();
+    QV_LOG_INFO(0, L"%s (%p) ref is %d", TypeName().c_str(), this, static_cast<int>(m_refCount));
     // The count is read again: another thread may have changed it meanwhile.
     return static_cast<unsigned long>(m_refCount);
 }
 
 unsigned long CDisposable::DisposeImpl()
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CDisposable::DisposeImpl");
     const unsigned long count = static_cast<unsigned long>(InterlockedDecrement(&m_refCount));
-    TypeName();
+    QV_LOG_INFO(0, L"%s (%p) ref is %d", TypeName().c_str(), this, static_cast<int>(m_refCount));
     // Only the thread whose decrement reached 0 deletes; a count that was
     // already 0 wraps and the object stays.
     if (count == 0 && !m_keepAtZero) {
