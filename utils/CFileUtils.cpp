@@ -2,7 +2,10 @@
 
 #include <windows.h>
 
+#include "logging/LogTrace.h"
 #include "winapi/IKernelApi.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace QVUtils {
 
@@ -15,7 +18,9 @@ constexpr DWORD kDeniedWaitMs = 250;
 
 bool CFileUtils::CreateDirectoryW(const std::wstring& path)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"CreateDirectoryW");
     const std::wstring longPath = L"\\\\?\\" + path;
+    const int length = static_cast<int>(longPath.size());
     for (int attempt = 1;; ++attempt) {
         if (g_pKernelApi->CreateDirectoryW(longPath.c_str(), nullptr)) {
             return true;
@@ -26,27 +31,47 @@ bool CFileUtils::CreateDirectoryW(const std::wstring& path)
             return true;
         }
         if (error != ERROR_ACCESS_DENIED || attempt == kCreateAttempts) {
+            QV_LOG_ERROR(L"::CreateDirectory(%s, len=%d), error=%d", longPath.c_str(), length,
+                         static_cast<int>(error));
+            logScope.m_errorCode = error;
             return false;
         }
+        QV_LOG_ERROR(L"::CreateDirectory(%s, len=%d), error=%d. Sleeping ...", longPath.c_str(),
+                     length, static_cast<int>(error));
         g_pKernelApi->Sleep(kDeniedWaitMs);
     }
 }
 
 bool CFileUtils::DeleteFileW(const std::wstring& path)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CFileUtils::DeleteFileW");
     const DWORD attributes = g_pKernelApi->GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
+        logScope.m_errorCode = ::GetLastError();
         return false;
     }
-    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0
-        && !::SetFileAttributesW(path.c_str(), attributes & ~FILE_ATTRIBUTE_READONLY)) {
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+        const DWORD writable = attributes & ~FILE_ATTRIBUTE_READONLY;
+        if (!::SetFileAttributesW(path.c_str(), writable)) {
+            const DWORD error = ::GetLastError();
+            QV_LOG_ERROR(L"::SetFileAttributes(%s, 0x%X), error=%d", path.c_str(),
+                         static_cast<unsigned>(writable), static_cast<int>(error));
+            logScope.m_errorCode = error;
+            return false;
+        }
+    }
+    if (!g_pKernelApi->DeleteFileW(path.c_str())) {
+        const DWORD error = ::GetLastError();
+        QV_LOG_ERROR(L"::DeleteFile(%s), error=%d", path.c_str(), static_cast<int>(error));
+        logScope.m_errorCode = error;
         return false;
     }
-    return g_pKernelApi->DeleteFileW(path.c_str()) != FALSE;
+    return true;
 }
 
 bool CFileUtils::IsWindows7OrLater()
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CFileUtils::IsWindows7OrLater");
     OSVERSIONINFOEXW info = {};
     info.dwOSVersionInfoSize = sizeof info;
     if (!g_pKernelApi->GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&info))) {

@@ -5,7 +5,10 @@
 #include <cwchar>
 #include <vector>
 
+#include "logging/LogTrace.h"
 #include "winapi/IKernelApi.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace QVUtils {
 
@@ -33,6 +36,7 @@ std::wstring CIniFile::GetFileName() const
 
 bool CIniFile::GetString(const char* section, const char* key, std::string& out) const
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::GetString");
     const std::string fileName = NarrowFileName();
     std::vector<char> buffer(kBufferStep);
     DWORD count = ::GetPrivateProfileStringA(section, key, "", buffer.data(),
@@ -48,6 +52,7 @@ bool CIniFile::GetString(const char* section, const char* key, std::string& out)
 
 bool CIniFile::GetString(const wchar_t* section, const wchar_t* key, std::wstring& out) const
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::GetString");
     std::vector<wchar_t> buffer(kBufferStep);
     DWORD count = ::GetPrivateProfileStringW(section, key, L"", buffer.data(),
                                              static_cast<DWORD>(buffer.size()), m_strFileName.c_str());
@@ -62,16 +67,27 @@ bool CIniFile::GetString(const wchar_t* section, const wchar_t* key, std::wstrin
 
 bool CIniFile::SetString(const char* section, const char* key, const char* value)
 {
-    return ::WritePrivateProfileStringA(section, key, value, NarrowFileName().c_str()) != FALSE;
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::SetString");
+    if (!::WritePrivateProfileStringA(section, key, value, NarrowFileName().c_str())) {
+        logScope.m_errorCode = ::GetLastError();
+        return false;
+    }
+    return true;
 }
 
 bool CIniFile::SetString(const wchar_t* section, const wchar_t* key, const wchar_t* value)
 {
-    return ::WritePrivateProfileStringW(section, key, value, m_strFileName.c_str()) != FALSE;
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::SetString");
+    if (!::WritePrivateProfileStringW(section, key, value, m_strFileName.c_str())) {
+        logScope.m_errorCode = ::GetLastError();
+        return false;
+    }
+    return true;
 }
 
 bool CIniFile::GetString(const wchar_t* section, const wchar_t* key, ci_wstring& out) const
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::GetString");
     std::wstring value;
     const bool found = GetString(section, key, value);
     out.assign(value.c_str(), value.size());
@@ -80,11 +96,13 @@ bool CIniFile::GetString(const wchar_t* section, const wchar_t* key, ci_wstring&
 
 bool CIniFile::SetString(const wchar_t* section, const wchar_t* key, const ci_wstring& value)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::SetString");
     return SetString(section, key, value.c_str());
 }
 
 bool CIniFile::GetInt(const wchar_t* section, const wchar_t* key, int& out) const
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::GetInt");
     std::wstring text;
     GetString(section, key, text);
     out = _wtoi(text.c_str());
@@ -93,6 +111,7 @@ bool CIniFile::GetInt(const wchar_t* section, const wchar_t* key, int& out) cons
 
 bool CIniFile::SetInt(const wchar_t* section, const wchar_t* key, int value)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::SetInt");
     wchar_t text[16];
     if (std::swprintf(text, sizeof text / sizeof text[0], L"%d", value) <= 0) {
         return false;
@@ -102,6 +121,7 @@ bool CIniFile::SetInt(const wchar_t* section, const wchar_t* key, int value)
 
 bool CIniFile::GetBool(const wchar_t* section, const wchar_t* key, bool& out) const
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::GetBool");
     std::wstring text;
     const bool found = GetString(section, key, text);
     out = _wcsicmp(text.c_str(), L"true") == 0;
@@ -110,12 +130,18 @@ bool CIniFile::GetBool(const wchar_t* section, const wchar_t* key, bool& out) co
 
 bool CIniFile::SetBool(const wchar_t* section, const wchar_t* key, bool value)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::SetBool");
     return SetString(section, key, value ? L"true" : L"false");
 }
 
 bool CIniFile::DeleteKey(const wchar_t* section, const wchar_t* key)
 {
-    return ::WritePrivateProfileStringW(section, key, nullptr, m_strFileName.c_str()) != FALSE;
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CIniFile::DeleteKey");
+    if (!::WritePrivateProfileStringW(section, key, nullptr, m_strFileName.c_str())) {
+        logScope.m_errorCode = ::GetLastError();
+        return false;
+    }
+    return true;
 }
 
 std::string CIniFile::NarrowFileName() const

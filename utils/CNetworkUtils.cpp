@@ -5,9 +5,12 @@
 #include <windows.h>
 #include <iphlpapi.h>
 
+#include "logging/LogTrace.h"
 #include "utils/StringUtils.h"
 #include "winapi/IIPHelperApi.h"
 #include "winapi/IWinSockApi.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace QVUtils {
 
@@ -19,15 +22,20 @@ constexpr ULONG kAdapterFlags = GAA_FLAG_SKIP_UNICAST | GAA_FLAG_SKIP_ANYCAST
     | GAA_FLAG_SKIP_FRIENDLY_NAME;
 constexpr ULONG kAdapterBufferSize = 15000;
 
-std::wstring AddressText(sockaddr* address, size_t length)
+// The address as text; false with the Winsock error in `error` when it
+// can't be converted.
+bool AddressText(sockaddr* address, size_t length, std::wstring& text, unsigned int& error)
 {
-    wchar_t text[INET6_ADDRSTRLEN + 16] = {};
-    DWORD size = sizeof text / sizeof text[0];
-    if (g_pWinSockApi->WSAAddressToStringW(address, static_cast<DWORD>(length), nullptr, text, &size)
+    wchar_t buffer[INET6_ADDRSTRLEN + 16] = {};
+    DWORD size = sizeof buffer / sizeof buffer[0];
+    if (g_pWinSockApi->WSAAddressToStringW(address, static_cast<DWORD>(length), nullptr, buffer,
+                                           &size)
         != 0) {
-        return std::wstring();
+        error = static_cast<unsigned int>(g_pWinSockApi->WSAGetLastError());
+        return false;
     }
-    return text;
+    text = buffer;
+    return true;
 }
 
 // Host-order IPv4 mask of a prefix length.
@@ -47,7 +55,9 @@ bool InPrefix(const in_addr& address, const IP_ADAPTER_PREFIX& prefix)
     return ((ntohl(address.s_addr) ^ network) & mask) == 0;
 }
 
-bool FindInAdapterPrefixes(const in_addr& address)
+// The adapter with a prefix that holds the address, with its name in
+// `adapterName` (empty when the adapter has none).
+bool FindInAdapterPrefixes(const in_addr& address, std::wstring& adapterName)
 {
     ULONG size = kAdapterBufferSize;
     std::vector<unsigned char> buffer(size);
@@ -65,6 +75,7 @@ bool FindInAdapterPrefixes(const in_addr& address)
          adapter = adapter->Next) {
         for (IP_ADAPTER_PREFIX* prefix = adapter->FirstPrefix; prefix; prefix = prefix->Next) {
             if (InPrefix(address, *prefix)) {
+                adapterName = adapter->FriendlyName ? adapter->FriendlyName : L"";
                 return true;
             }
         }
@@ -77,13 +88,16 @@ bool FindInAdapterPrefixes(const in_addr& address)
 bool CNetworkUtils::GetIpAddrByHost(const wchar_t* host, std::wstring& ipv4,
                                     std::vector<std::wstring>& ipv6List)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CNetworkUtils::GetIpAddrByHost");
     ipv4.clear();
     ipv6List.clear();
     if (!host || !*host) {
         return false;
     }
     WSADATA data;
-    if (g_pWinSockApi->WSAStartup(kWinsockVersion, &data) != 0) {
+    const int started = g_pWinSockApi->WSAStartup(kWinsockVersion, &data);
+    if (started != 0) {
+        logScope.m_errorCode = static_cast<unsigned long>(started);
         return false;
     }
     const std::string name = StringUtils::WideToUtf8(host);
@@ -94,8 +108,10 @@ bool CNetworkUtils::GetIpAddrByHost(const wchar_t* host, std::wstring& ipv4,
         if (entry->ai_family != AF_INET && entry->ai_family != AF_INET6) {
             continue;
         }
-        const std::wstring text = AddressText(entry->ai_addr, entry->ai_addrlen);
-        if (text.empty()) {
+        std::wstring text;
+        unsigned int error = 0;
+        if (!AddressText(entry->ai_addr, entry->ai_addrlen, text, error)) {
+            QV_LOG_ERROR(L"WSAAddressToString failed with %u\n", error);
             continue;
         }
         if (entry->ai_family == AF_INET) {
@@ -113,23 +129,43 @@ bool CNetworkUtils::GetIpAddrByHost(const wchar_t* host, std::wstring& ipv4,
 
 bool CNetworkUtils::IsOnSubnet(const wchar_t* address)
 {
+    QV_LOG_FUNCTION_BOOL(g_pUtilsLog, L"QVUtils::CNetworkUtils::IsOnSubnet", L"IPAddress: %s",
+                         address);
+    if (!address) {
+        return logScope.Return(false);
+    }
     WSADATA data;
-    if (!address || g_pWinSockApi->WSAStartup(kWinsockVersion, &data) != 0) {
-        return false;
+    const int started = g_pWinSockApi->WSAStartup(kWinsockVersion, &data);
+    if (started != 0) {
+        QV_LOG_ERROR(L"Failed to start winsock with WSAStartup(2.2).  Returned %d", started);
+        return logScope.Return(false);
     }
     std::wstring text = address;
     sockaddr_in parsed = {};
     INT length = sizeof parsed;
     INT status = g_pWinSockApi->WSAStringToAddressW(&text[0], AF_INET, nullptr,
                                                     reinterpret_cast<sockaddr*>(&parsed), &length);
-    if (status != 0 && g_pWinSockApi->WSAGetLastError() == WSA_NOT_ENOUGH_MEMORY) {
+    int error = status != 0 ? g_pWinSockApi->WSAGetLastError() : 0;
+    if (status != 0 && error == WSA_NOT_ENOUGH_MEMORY) {
         length = sizeof parsed;
         status = g_pWinSockApi->WSAStringToAddressW(&text[0], AF_INET, nullptr,
                                                     reinterpret_cast<sockaddr*>(&parsed), &length);
+        error = status != 0 ? g_pWinSockApi->WSAGetLastError() : 0;
     }
-    const bool onSubnet = status == 0 && FindInAdapterPrefixes(parsed.sin_addr);
+    bool onSubnet = false;
+    if (status != 0) {
+        QV_LOG_ERROR(L"Failed to convert %s to sockaddr struct. err=%d", address, error);
+    } else {
+        std::wstring adapterName;
+        onSubnet = FindInAdapterPrefixes(parsed.sin_addr, adapterName);
+        if (onSubnet && adapterName.empty()) {
+            QV_LOG_INFO(0, L"Found %s on subnet\n", address);
+        } else if (onSubnet) {
+            QV_LOG_INFO(0, L"Found %s on %s subnet\n", address, adapterName.c_str());
+        }
+    }
     g_pWinSockApi->WSACleanup();
-    return onSubnet;
+    return logScope.Return(onSubnet);
 }
 
 }  // namespace QVUtils

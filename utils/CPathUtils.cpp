@@ -2,8 +2,11 @@
 
 #include <cstdlib>
 
+#include "logging/LogTrace.h"
 #include "utils/CSxSConfig.h"
 #include "winapi/IKernelApi.h"
+
+QV_LOG_SOURCE_FILE()
 
 namespace QVUtils {
 
@@ -12,10 +15,28 @@ namespace {
 constexpr HRESULT kEmptyPath = static_cast<HRESULT>(0x8004FFFF);
 constexpr wchar_t kLongPathPrefix[] = L"\\\\?\\";
 
+// The log module also strips the name of a log file that it opens, inside
+// the writing of a line: a StripFilename that runs while another one is
+// running on the same thread isn't traced, so that the opening can't call
+// itself without end.
+thread_local int t_stripFilenameDepth = 0;
+
+class CStripFilenameDepth {
+public:
+    CStripFilenameDepth() { ++t_stripFilenameDepth; }
+    ~CStripFilenameDepth() { --t_stripFilenameDepth; }
+    CStripFilenameDepth(const CStripFilenameDepth&) = delete;
+    CStripFilenameDepth& operator=(const CStripFilenameDepth&) = delete;
+
+    bool Outermost() const { return t_stripFilenameDepth == 1; }
+};
+
 }  // namespace
 
 std::wstring CPathUtils::StripFilename(const std::wstring& path)
 {
+    const CStripFilenameDepth depth;
+    QV_LOG_FUNCTION(depth.Outermost() ? g_pUtilsLog : nullptr, L"QVUtils::CPathUtils::StripFilename");
     if (path.empty()) {
         return std::wstring();
     }
@@ -34,17 +55,20 @@ std::wstring CPathUtils::StripFilename(const std::wstring& path)
 
 std::wstring CPathUtils::GetPathOfExecutable()
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CPathUtils::GetPathOfExecutable");
     static std::wstring s_path;
     if (s_path.empty()) {
         wchar_t fileName[MAX_PATH] = {};
         g_pKernelApi->GetModuleFileNameW(nullptr, fileName, MAX_PATH);
         s_path = StripFilename(fileName);
+        QV_LOG_INFO(7, L"GetPathOfExecutable: wstrResult = %s", s_path.c_str());
     }
     return s_path;
 }
 
 std::wstring CPathUtils::CombinePath(const std::wstring& a, const std::wstring& b)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CPathUtils::CombinePath");
     if (a.empty()) {
         return b;
     }
@@ -58,6 +82,7 @@ std::wstring CPathUtils::CombinePath(const std::wstring& a, const std::wstring& 
 
 std::wstring CPathUtils::GetTamrikDataDirectory(bool create)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CPathUtils::GetTamrikDataDirectory");
     const std::wstring folder = CSxSConfig::GetDataFolder();
     if (create) {
         CreatePathHierarchy(folder, nullptr);
@@ -67,6 +92,7 @@ std::wstring CPathUtils::GetTamrikDataDirectory(bool create)
 
 HRESULT CPathUtils::CreatePathHierarchy(const std::wstring& path, LPSECURITY_ATTRIBUTES attributes)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CPathUtils::CreatePathHierarchy");
     if (path.empty()) {
         return kEmptyPath;
     }
@@ -82,11 +108,17 @@ HRESULT CPathUtils::CreatePathHierarchy(const std::wstring& path, LPSECURITY_ATT
     if (g_pKernelApi->CreateDirectoryW(path.c_str(), attributes)) {
         return S_OK;
     }
-    return ::GetLastError() == ERROR_ALREADY_EXISTS ? S_OK : E_FAIL;
+    const DWORD error = ::GetLastError();
+    if (error == ERROR_ALREADY_EXISTS) {
+        return S_OK;
+    }
+    logScope.m_errorCode = error;
+    return E_FAIL;
 }
 
 bool CPathUtils::DirectoryExists(const std::wstring& path)
 {
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CPathUtils::DirectoryExists");
     const DWORD attributes = g_pKernelApi->GetFileAttributesW((kLongPathPrefix + path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
