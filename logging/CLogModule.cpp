@@ -120,12 +120,30 @@ void CLogModule::ResetSettings()
     m_settings->m_logFile = nullptr;
 }
 
+namespace {
+
+// Lines being written on this thread, in any module. Writing a line calls
+// helpers that are traced themselves (paths, files): their lines are
+// dropped, so that a line never starts inside another.
+thread_local int t_linesInProgress = 0;
+
+class CLineInProgress {
+public:
+    CLineInProgress() { ++t_linesInProgress; }
+    ~CLineInProgress() { --t_linesInProgress; }
+    CLineInProgress(const CLineInProgress&) = delete;
+    CLineInProgress& operator=(const CLineInProgress&) = delete;
+};
+
+}  // namespace
+
 template <typename Write>
 void CLogModule::Filtered(const wchar_t* sourceFile, unsigned long word, Write write)
 {
-    if (!m_initialized) {
+    if (!m_initialized || t_linesInProgress > 0) {
         return;
     }
+    const CLineInProgress inProgress;
     CLastErrorRestore lastError;
     CLogLock lock(m_lock);
     try {

@@ -15,28 +15,11 @@ namespace {
 constexpr HRESULT kEmptyPath = static_cast<HRESULT>(0x8004FFFF);
 constexpr wchar_t kLongPathPrefix[] = L"\\\\?\\";
 
-// The log module also strips the name of a log file that it opens, inside
-// the writing of a line: a StripFilename that runs while another one is
-// running on the same thread isn't traced, so that the opening can't call
-// itself without end.
-thread_local int t_stripFilenameDepth = 0;
-
-class CStripFilenameDepth {
-public:
-    CStripFilenameDepth() { ++t_stripFilenameDepth; }
-    ~CStripFilenameDepth() { --t_stripFilenameDepth; }
-    CStripFilenameDepth(const CStripFilenameDepth&) = delete;
-    CStripFilenameDepth& operator=(const CStripFilenameDepth&) = delete;
-
-    bool Outermost() const { return t_stripFilenameDepth == 1; }
-};
-
 }  // namespace
 
 std::wstring CPathUtils::StripFilename(const std::wstring& path)
 {
-    const CStripFilenameDepth depth;
-    QV_LOG_FUNCTION(depth.Outermost() ? g_pUtilsLog : nullptr, L"QVUtils::CPathUtils::StripFilename");
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CPathUtils::StripFilename");
     if (path.empty()) {
         return std::wstring();
     }

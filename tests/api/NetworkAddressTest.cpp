@@ -167,7 +167,7 @@ TEST_F(NetworkAddress, WriteAfterThePeerClosedReconnects)
     while (sessions == 0) {
         Sleep(1);
     }
-    Sleep(300);  // the close reaches the connection's event
+    Sleep(1000);  // the close reaches the connection's event
     unsigned long written = 0;
     EXPECT_EQ(0u, stream->Write("again", 5, &written));
     EXPECT_TRUE(peer.WaitAccepted(2));

@@ -175,7 +175,7 @@ TEST_F(NetworkConnection, AfterThePeerClosedOpenReconnectsKeepingTheSessionCount
     while (closed == 0) {
         Sleep(1);
     }
-    Sleep(300);  // the peer's close reaches the socket's event
+    Sleep(1000);  // the peer's close reaches the socket's event
     // Open's own IsOpen sees the close: the socket is rebuilt, and the
     // session of the first user is kept.
     ASSERT_EQ(0u, connection->Open(nullptr));
