@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "doubles/SystemErrorText.h"
 #include "logging/CLogFunction.h"
 #include "logging/CLogFunctionT.h"
 #include "logging/LogFlags.h"
@@ -23,19 +24,6 @@ using logtest::ReadLog;
 namespace {
 
 constexpr DWORD kEntryExit = kCategoryEntry | kCategoryExit;
-
-// The system's text for an error, as the error line carries it.
-std::wstring SystemText(DWORD code)
-{
-    wchar_t* buffer = nullptr;
-    ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM
-                         | FORMAT_MESSAGE_IGNORE_INSERTS,
-                     nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                     reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
-    std::wstring text = buffer != nullptr ? buffer : L"";
-    ::LocalFree(buffer);
-    return text.substr(0, text.size() >= 2 ? text.size() - 2 : 0);
-}
 
 class FunctionTrace : public LogModuleTest {
 protected:
@@ -172,7 +160,7 @@ TEST_F(FunctionTrace, ReturnBoolFalseWritesTheReturnLineAndAnErrorLineForCode1)
     EXPECT_EQ(L"(->) CCheck::IsIt\r\n"
               L"Return: FALSE\r\n"
               L"(<-) CCheck::IsIt\r\n"
-              L"(**) [Err: 0x00000001] " + SystemText(1) + L"\r\n"
+              L"(**) [Err: 0x00000001] " + doubles::ErrorLineText(1) + L"\r\n"
               L"(->) CCheck::IsIt\r\n"
               L"Return: TRUE\r\n"
               L"(<-) CCheck::IsIt\r\n",
@@ -188,7 +176,7 @@ TEST_F(FunctionTrace, ErrorLineHasNoFilterAndItsTagOnlyWithBit29)
     }
     EXPECT_EQ(L"(->) CFail::Run\r\n"
               L"(<-) CFail::Run\r\n"
-              L"[Err: 0x00000002] " + SystemText(ERROR_FILE_NOT_FOUND) + L"\r\n",
+              L"[Err: 0x00000002] " + doubles::ErrorLineText(ERROR_FILE_NOT_FOUND) + L"\r\n",
               Log());
 }
 

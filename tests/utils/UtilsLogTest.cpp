@@ -21,6 +21,7 @@
 #include "doubles/ApiOverride.h"
 #include "doubles/LogClock.h"
 #include "doubles/LoggingRegistry.h"
+#include "doubles/SystemErrorText.h"
 #include "doubles/TempFolder.h"
 #include "logging/LogFlags.h"
 #include "utils/CFileUtils.h"
@@ -51,19 +52,6 @@ std::wstring ReadLog(const std::wstring& path)
                                      | static_cast<unsigned char>(bytes[i + 1]) << 8);
     }
     return text;
-}
-
-// The system's text for an error, as the error line carries it.
-std::wstring SystemText(DWORD code)
-{
-    wchar_t* buffer = nullptr;
-    ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM
-                         | FORMAT_MESSAGE_IGNORE_INSERTS,
-                     nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                     reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
-    std::wstring text = buffer != nullptr ? buffer : L"";
-    ::LocalFree(buffer);
-    return text.substr(0, text.size() >= 2 ? text.size() - 2 : 0);
 }
 
 // A clock whose tick count the test moves; every folder is denied, and the
@@ -203,7 +191,7 @@ TEST_F(UtilsLog, LockedFolderWritesTheWaitAndTheSecondDenial)
               L"(##) ::CreateDirectory(\\\\?\\C:\\locked, len=13), error=5. Sleeping ...\r\n"
               L"(##) ::CreateDirectory(\\\\?\\C:\\locked, len=13), error=5\r\n"
               L"(<-) CreateDirectoryW\r\n"
-              L"(**) [Err: 0x00000005] " + SystemText(ERROR_ACCESS_DENIED) + L"\r\n",
+              L"(**) [Err: 0x00000005] " + doubles::ErrorLineText(ERROR_ACCESS_DENIED) + L"\r\n",
               Log());
 }
 
@@ -213,7 +201,7 @@ TEST_F(UtilsLog, DeleteFileOfAMissingFileWritesOnlyItsScopeAndTheErrorText)
     EXPECT_FALSE(CFileUtils::DeleteFileW(m_folder / L"missing.ini"));
     EXPECT_EQ(L"(->) CFileUtils::DeleteFileW\r\n"
               L"(<-) CFileUtils::DeleteFileW\r\n"
-              L"(**) [Err: 0x00000002] " + SystemText(ERROR_FILE_NOT_FOUND) + L"\r\n",
+              L"(**) [Err: 0x00000002] " + doubles::ErrorLineText(ERROR_FILE_NOT_FOUND) + L"\r\n",
               Log());
 }
 
@@ -250,7 +238,7 @@ TEST_F(UtilsLog, IsOnSubnetOffTheAdaptersPrefixesWritesReturnFalseAndErrorOne)
     EXPECT_EQ(L"(->) (IP) CNetworkUtils::IsOnSubnet, IPAddress: 10.21.0.1\r\n"
               L"Return: FALSE\r\n"
               L"(<-) CNetworkUtils::IsOnSubnet\r\n"
-              L"(**) [Err: 0x00000001] " + SystemText(1) + L"\r\n",
+              L"(**) [Err: 0x00000001] " + doubles::ErrorLineText(1) + L"\r\n",
               Log());
 }
 
