@@ -9,8 +9,11 @@
 #include "http/CHTTPNavigateParams.h"
 #include "http/HTTPStatus.h"
 #include "iostack/IOStatus.h"
+#include "logging/LogTrace.h"
 #include "utils/CTickCountHelper.h"
 #include "winapi/IKernelApi.h"
+
+QV_LOG_SOURCE_FILE()
 
 using QVUtils::CProgressAggregator;
 using QVUtils::CTickCountHelper;
@@ -60,6 +63,7 @@ unsigned long FindLineEnd(const char* text, unsigned long length)
 
 CHTTPClient::CHTTPClient(IDeviceConnection* connection) : m_pIDeviceConnection(connection)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::CHTTPClient");
     if (m_pIDeviceConnection) {
         m_pIDeviceConnection->AddRef();
     }
@@ -69,6 +73,7 @@ CHTTPClient::CHTTPClient(IDeviceConnection* connection) : m_pIDeviceConnection(c
 
 CHTTPClient::~CHTTPClient()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::~CHTTPClient");
     FreeContentBuffer();
     if (m_pIDeviceConnection) {
         m_pIDeviceConnection->Dispose();
@@ -78,8 +83,9 @@ CHTTPClient::~CHTTPClient()
 
 unsigned long CHTTPClient::Initialize(IDeviceConnection* connection)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::Initialize");
     if (connection == nullptr) {
-        return Error_InvalidArgument;
+        return logScope.m_errorCode = Error_InvalidArgument;
     }
     if (m_pIDeviceConnection) {
         CloseSession();
@@ -92,61 +98,71 @@ unsigned long CHTTPClient::Initialize(IDeviceConnection* connection)
 
 void CHTTPClient::SetRoot(const wchar_t* root)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetRoot");
     m_strRoot = root ? root : L"";
 }
 
 const wchar_t* CHTTPClient::GetRoot()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetRoot");
     return m_strRoot.c_str();
 }
 
 unsigned long CHTTPClient::OpenSession(IProgress* progress, unsigned long timeoutMs)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::OpenSession");
     const CTickCountHelper deadline(timeoutMs);
     for (;;) {
         if (m_pIDeviceConnection == nullptr) {
-            return Error_InvalidArgument;
+            return logScope.m_errorCode = Error_InvalidArgument;
         }
-        const unsigned long status = MapOpenStatus(m_pIDeviceConnection->Open(progress));
+        const unsigned long opened = m_pIDeviceConnection->Open(progress);
+        if (opened != 0) {
+            QV_LOG_ERROR(L"%s m_pIDeviceConnection->Open returned 0x%08X", logScope.GetDisplayName(), opened);
+        }
+        const unsigned long status = MapOpenStatus(opened);
         if (status != Error_Device_Busy) {
-            return status;
+            return logScope.m_errorCode = status;
         }
         if (timeoutMs != 0) {
             g_pKernelApi->Sleep(kBusyPauseMs);
             if (progress && !progress->Step(0UL)) {
-                return Error_Aborted;
+                return logScope.m_errorCode = Error_Aborted;
             }
         }
         if (deadline.IsExpired()) {
-            return status;
+            return logScope.m_errorCode = status;
         }
     }
 }
 
 unsigned long CHTTPClient::CloseSession()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::CloseSession");
     if (m_pIDeviceConnection == nullptr) {
-        return Error_InvalidArgument;
+        return logScope.m_errorCode = Error_InvalidArgument;
     }
-    return m_pIDeviceConnection->Close() == 0 ? 0 : Error_Close_Fail;
+    return logScope.m_errorCode = m_pIDeviceConnection->Close() == 0 ? 0 : Error_Close_Fail;
 }
 
 unsigned long CHTTPClient::Navigate(IHTTPNavigateParams* params, IProgress* progress)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::Navigate");
     CProgressAggregator localProgress(progress, 6);
     g_pKernelApi->EnterCriticalSection(&m_lock);
     unsigned long status;
     try {
-        status = NavigateLocked(params, localProgress);
+        status = NavigateLocked(params, localProgress, logScope);
     } catch (...) {
         g_pKernelApi->LeaveCriticalSection(&m_lock);
         throw;
     }
     g_pKernelApi->LeaveCriticalSection(&m_lock);
-    return status;
+    return logScope.m_errorCode = status;
 }
 
-unsigned long CHTTPClient::NavigateLocked(IHTTPNavigateParams* params, CProgressAggregator& localProgress)
+unsigned long CHTTPClient::NavigateLocked(IHTTPNavigateParams* params, CProgressAggregator& localProgress,
+                                          QVLogging::CLogFunction& logScope)
 {
     if (params == nullptr || m_pIDeviceConnection == nullptr) {
         return Error_InvalidArgument;
@@ -178,20 +194,28 @@ unsigned long CHTTPClient::NavigateLocked(IHTTPNavigateParams* params, CProgress
 
     try {
         if (status == 0) {
-            status = Exchange(params, localProgress);
+            status = Exchange(params, localProgress, logScope);
         }
         const unsigned long closed = CloseSession();
         return IsHTTPFailure(status) ? status : closed;
     } catch (...) {
-        CloseSession();
+        if (CloseSession() != 0) {
+            QV_LOG_ERROR(L"CHTTPClient::Navigate: CloseSession from exception handler failed.");
+        }
         throw;
     }
 }
 
-unsigned long CHTTPClient::Exchange(IHTTPNavigateParams* params, CProgressAggregator& localProgress)
+unsigned long CHTTPClient::Exchange(IHTTPNavigateParams* params, CProgressAggregator& localProgress,
+                                    QVLogging::CLogFunction& logScope)
 {
     if (m_pIDeviceConnection->IsHTTPCapable()) {
-        return m_pIDeviceConnection->Navigate(params, this, &localProgress) == 0 ? 0 : Error_Fail;
+        const unsigned long result = m_pIDeviceConnection->Navigate(params, this, &localProgress);
+        if (result != 0) {
+            QV_LOG_ERROR(L"%s Error_Fail Navigate returned 0x%08X", logScope.GetDisplayName(), result);
+            return Error_Fail;
+        }
+        return 0;
     }
 
     if (!localProgress.StepNext(10)) {
@@ -237,68 +261,80 @@ unsigned long CHTTPClient::Exchange(IHTTPNavigateParams* params, CProgressAggreg
 
 unsigned long CHTTPClient::Navigate(const wchar_t* uri, unsigned long method, IProgress* progress)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::Navigate");
     if (uri == nullptr || *uri == L'\0') {
-        return Error_InvalidArgument;
+        return logScope.m_errorCode = Error_InvalidArgument;
     }
     CHTTPNavigateParams params;
     params.SetHTTPRequestMethod(method);
     params.SetURI(uri);
-    return Navigate(&params, progress);
+    return logScope.m_errorCode = Navigate(&params, progress);
 }
 
 void CHTTPClient::SetUserName(const wchar_t* userName)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetUserName");
     m_strUserName = userName ? userName : L"";
 }
 
 void CHTTPClient::SetPassword(const wchar_t* password)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetPassword");
     m_strPassword = password ? password : L"";
 }
 
 const wchar_t* CHTTPClient::GetRequest()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetRequest");
     return m_strRequest.c_str();
 }
 
 IDeviceConnection* CHTTPClient::GetDeviceConnection()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetDeviceConnection");
     return m_pIDeviceConnection;
 }
 
 unsigned long CHTTPClient::GetStatusCode()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetStatusCode");
     return m_ulStatusCode;
 }
 
 const char* CHTTPClient::GetHeader()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetHeader");
     return m_strResponseHeader.c_str();
 }
 
 unsigned long CHTTPClient::GetHeaderLength()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetHeaderLength");
     return static_cast<unsigned long>(m_strResponseHeader.size());
 }
 
 const unsigned char* CHTTPClient::GetContent()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetContent");
     return m_ulContentBufferUsed != 0 ? m_pContentBuffer : nullptr;
 }
 
 unsigned long CHTTPClient::GetContentLength()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetContentLength");
     const wchar_t* value = GetHeaderEntry(L"Content-Length");
     return value ? static_cast<unsigned long>(wcstol(value, nullptr, 10)) : 0xFFFFFFFFUL;
 }
 
 const wchar_t* CHTTPClient::GetContentType()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetContentType");
     return GetHeaderEntry(L"Content-Type");
 }
 
 const wchar_t* CHTTPClient::GetHeaderEntry(const wchar_t* name)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetHeaderEntry");
     if (name == nullptr) {
         return nullptr;
     }
@@ -308,16 +344,19 @@ const wchar_t* CHTTPClient::GetHeaderEntry(const wchar_t* name)
 
 void CHTTPClient::GetHeaders(HeaderMap& headers)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::GetHeaders");
     headers = m_headers;
 }
 
 void CHTTPClient::SetStatusCode(unsigned long statusCode)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetStatusCode");
     m_ulStatusCode = statusCode;
 }
 
 void CHTTPClient::SetContent(const void* data, unsigned long length)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetContent");
     FreeContentBuffer();
     if (data == nullptr) {
         return;
@@ -331,16 +370,20 @@ void CHTTPClient::SetContent(const void* data, unsigned long length)
 
 void CHTTPClient::SetHeaders(const char* text)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetHeaders");
     m_headers.clear();
     m_strResponseHeader.clear();
     if (text != nullptr) {
         m_strResponseHeader = text;
-        ParseResponseHeader(m_strResponseHeader.data(), GetHeaderLength());
+        if (ParseResponseHeader(m_strResponseHeader.data(), GetHeaderLength()) != 0) {
+            QV_LOG_ERROR(L"Failure parsing response headers");
+        }
     }
 }
 
 void CHTTPClient::ResetRequest()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::ResetRequest");
     m_strRequest.clear();
     m_headers.clear();
     m_strStatusText.clear();
@@ -352,12 +395,14 @@ void CHTTPClient::ResetRequest()
 
 unsigned long CHTTPClient::ReadResponse(IProgress*)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::ReadResponse");
     // No response reader is built into this client yet: nothing can be read.
     return Error_IO_Read_Fail;
 }
 
 unsigned long CHTTPClient::EmptyDeviceRespone()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::EmptyDeviceRespone");
     const unsigned long readTimeout = m_pIDeviceConnection->GetReadTimeout();
     m_pIDeviceConnection->SetReadTimeout(kDrainTimeoutMs);
     char scratch[kDrainBufferSize];
@@ -370,17 +415,18 @@ unsigned long CHTTPClient::EmptyDeviceRespone()
 
 unsigned long CHTTPClient::BuildRequest()
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::BuildRequest");
     if (m_pNavigateParams == nullptr || m_pIDeviceConnection == nullptr) {
-        return Error_InvalidArgument;
+        return logScope.m_errorCode = Error_InvalidArgument;
     }
     try {
         std::wstring request;
         if (!m_pNavigateParams->GetHTTPMethodText(request)) {
-            return Error_InvalidArgument;
+            return logScope.m_errorCode = Error_InvalidArgument;
         }
         const wchar_t* uri = m_pNavigateParams->GetURI();
         if (uri == nullptr || *uri == L'\0') {
-            return Error_InvalidArgument;
+            return logScope.m_errorCode = Error_InvalidArgument;
         }
         request += m_strRoot + uri + L" HTTP/1.1\r\n";
 
@@ -412,14 +458,15 @@ unsigned long CHTTPClient::BuildRequest()
         m_strRequest = request;
         return 0;
     } catch (const std::bad_alloc&) {
-        return Error_OutOfMemory;
+        return logScope.m_errorCode = Error_OutOfMemory;
     }
 }
 
 unsigned long CHTTPClient::SendRequest(IProgress* progress)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SendRequest");
     if (m_pNavigateParams == nullptr || m_pIDeviceConnection == nullptr) {
-        return Error_InvalidArgument;
+        return logScope.m_errorCode = Error_InvalidArgument;
     }
     // The body is appended as text up to its first zero byte, while the
     // count sent includes its whole length: a body must be text. The room
@@ -437,13 +484,13 @@ unsigned long CHTTPClient::SendRequest(IProgress* progress)
             text.append(static_cast<const char*>(m_pNavigateParams->GetData()));
         }
     } catch (const std::bad_alloc&) {
-        return Error_OutOfMemory;
+        return logScope.m_errorCode = Error_OutOfMemory;
     }
 
     CProgressAggregator sendProgress(progress, toSend + dataLength);
     sendProgress.Inhibit(true);
     if (!sendProgress.Step(10UL)) {
-        return Error_Aborted;
+        return logScope.m_errorCode = Error_Aborted;
     }
     // Ends also when one write sent at least as much as was then left.
     unsigned long status = 0;
@@ -472,22 +519,28 @@ unsigned long CHTTPClient::SendRequest(IProgress* progress)
             status = Error_Aborted;
         }
     }
-    return status;
+    return logScope.m_errorCode = status;
 }
 
 unsigned long CHTTPClient::SendData(const char* data, unsigned long size, unsigned long* written,
                                     IProgress* progress)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SendData");
     CProgressAggregator localProgress(progress, 1);
-    return m_pIDeviceConnection->Write(data, size, written, &localProgress);
+    const unsigned long result = m_pIDeviceConnection->Write(data, size, written, &localProgress);
+    if (result != 0) {
+        QV_LOG_ERROR(L"%s m_pIDeviceConnection->Write returned 0x%08X", logScope.GetDisplayName(), result);
+    }
+    return logScope.m_errorCode = result;
 }
 
 unsigned long CHTTPClient::ParseResponseHeader(const char* header, unsigned long length)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::ParseResponseHeader");
     unsigned long statusLength = 0;
     unsigned long status = ParseStatusFromHeader(header, length, &statusLength);
     if (status != 0) {
-        return status;
+        return logScope.m_errorCode = status;
     }
     const std::string rest(header + statusLength, length - statusLength);
     const char* line = rest.data();
@@ -501,31 +554,35 @@ unsigned long CHTTPClient::ParseResponseHeader(const char* header, unsigned long
         line += lineLength;
         remaining -= lineLength;
     }
-    return status;
+    return logScope.m_errorCode = status;
 }
 
 unsigned long CHTTPClient::ParseStatusFromHeader(const char* header, unsigned long length,
                                                  unsigned long* statusLength)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::ParseStatusFromHeader");
     if (header == nullptr || length == 0) {
-        return Error_Fail;
+        QV_LOG_ERROR(L"%s Error_Fail pHeader is null or ulHeaderLen is zero", logScope.GetDisplayName());
+        return logScope.m_errorCode = Error_Fail;
     }
     unsigned long blank = 0;
     while (blank + 5 <= length && !(header[blank] == ' ' && header[blank + 1] != ' ')) {
         ++blank;
     }
     if (blank + 5 > length) {
-        return Error_Fail;
+        return logScope.m_errorCode = Error_Fail;
     }
     const std::string code(header + blank + 1, 3);
     const long number = strtol(code.c_str(), nullptr, 10);
     *statusLength = blank + 5;
     if (number >= 506) {
-        return Error_Fail;
+        return logScope.m_errorCode = Error_Fail;
     }
     m_ulStatusCode = static_cast<unsigned long>(number);
     if (*statusLength >= length - 4) {
-        return Error_Fail;
+        QV_LOG_ERROR(L"%s Error_Fail invalid header ulStatusLen=%d ulHeaderLen=%d", logScope.GetDisplayName(),
+                     static_cast<int>(*statusLength), static_cast<int>(length));
+        return logScope.m_errorCode = Error_Fail;
     }
     unsigned long lineLength = 0;
     FindNextHeaderLen(header + *statusLength, length - *statusLength, &lineLength);
@@ -533,7 +590,7 @@ unsigned long CHTTPClient::ParseStatusFromHeader(const char* header, unsigned lo
         return 0;
     }
     if (!CCodePage1252::ToWide(header + *statusLength, lineLength - 2, kHeaderTextLimit, m_strStatusText)) {
-        return Error_Fail;
+        return logScope.m_errorCode = Error_Fail;
     }
     *statusLength += lineLength;
     return 0;
@@ -541,16 +598,18 @@ unsigned long CHTTPClient::ParseStatusFromHeader(const char* header, unsigned lo
 
 unsigned long CHTTPClient::FindNextHeaderLen(const char* buffer, unsigned long length, unsigned long* lineLength)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::FindNextHeaderLen");
     *lineLength = 0;
     if (buffer == nullptr) {
-        return Error_Fail;
+        QV_LOG_ERROR(L"%s Error_Fail pBuffer is null", logScope.GetDisplayName());
+        return logScope.m_errorCode = Error_Fail;
     }
     if (length == 0) {
         return 0;
     }
     const unsigned long end = FindLineEnd(buffer, length);
     if (end == length) {
-        return Error_Fail;
+        return logScope.m_errorCode = Error_Fail;
     }
     *lineLength = end + 2;
     return 0;
@@ -558,8 +617,10 @@ unsigned long CHTTPClient::FindNextHeaderLen(const char* buffer, unsigned long l
 
 unsigned long CHTTPClient::ParseHeader(const char* line, unsigned long length)
 {
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::ParseHeader");
     if (line == nullptr || length == 0) {
-        return Error_Fail;
+        QV_LOG_ERROR(L"%s Error_Fail pHeader is null or ulHeaderLen is zero", logScope.GetDisplayName());
+        return logScope.m_errorCode = Error_Fail;
     }
     const unsigned long end = FindLineEnd(line, length);
     const char* separator = nullptr;
@@ -569,14 +630,14 @@ unsigned long CHTTPClient::ParseHeader(const char* line, unsigned long length)
         }
     }
     if (separator == nullptr) {
-        return Error_Fail;
+        return logScope.m_errorCode = Error_Fail;
     }
     const unsigned long nameLength = static_cast<unsigned long>(separator - line);
     std::wstring name;
     std::wstring value;
     if (!CCodePage1252::ToWide(line, nameLength, kHeaderTextLimit, name)
         || !CCodePage1252::ToWide(separator + 2, end - nameLength - 2, kHeaderTextLimit, value)) {
-        return Error_Fail;
+        return logScope.m_errorCode = Error_Fail;
     }
     m_headers[name] = value;
     return 0;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "http/IHTTPClient.h"
+#include "logging/CLogFunction.h"
 #include "utils/CProgressAggregator.h"
 #include "utils/IDisposableImpl.h"
 
@@ -61,9 +62,11 @@ public:
 
 private:
     // Navigate once m_lock is held.
-    unsigned long NavigateLocked(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress);
+    unsigned long NavigateLocked(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress,
+                                 QVLogging::CLogFunction& logScope);
     // The exchange itself, on an open session.
-    unsigned long Exchange(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress);
+    unsigned long Exchange(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress,
+                           QVLogging::CLogFunction& logScope);
     unsigned long SendData(const char* data, unsigned long size, unsigned long* written,
                            QVUtils::IProgress* progress);
     void FreeContentBuffer();
