@@ -1,16 +1,22 @@
 #include "http/CHTTPClient.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <cwctype>
+#include <map>
 #include <new>
 
 #include "http/CCodePage1252.h"
 #include "http/CConnectionLock.h"
 #include "http/CHTTPNavigateParams.h"
 #include "http/HTTPStatus.h"
+#include "iostack/CIONetwork.h"
 #include "iostack/IOStatus.h"
 #include "logging/LogTrace.h"
+#include "utils/CBase64.h"
 #include "utils/CTickCountHelper.h"
+#include "utils/MD5.h"
 #include "winapi/IKernelApi.h"
 
 QV_LOG_SOURCE_FILE()
@@ -29,6 +35,15 @@ constexpr unsigned long kDrainBufferSize = 4096;
 constexpr unsigned long kHeaderTextLimit = 1024;
 constexpr unsigned long kNoDrainFlag = 1;
 constexpr unsigned long kStatusUnauthorized = 401;
+constexpr unsigned long kStatusMovedPermanently = 301;
+constexpr unsigned long kStatusFound = 302;
+constexpr unsigned long kStatusTemporaryRedirect = 307;
+
+constexpr unsigned long kAuthNone = 0;
+constexpr unsigned long kAuthBasic = 1;
+constexpr unsigned long kAuthDigest = 2;
+constexpr unsigned long kAuthDigestQop = 3;
+constexpr unsigned long kAuthDigestQopIntegrity = 4;
 
 unsigned long MapOpenStatus(unsigned long ioStatus)
 {
@@ -57,6 +72,16 @@ unsigned long FindLineEnd(const char* text, unsigned long length)
         }
     }
     return length;
+}
+
+bool EqualsIgnoringASCIICase(const std::wstring& a, const std::wstring& b)
+{
+    return !HeaderNameLess()(a, b) && !HeaderNameLess()(b, a);
+}
+
+std::wstring Text(const wchar_t* text)
+{
+    return text ? text : L"";
 }
 
 }  // namespace
@@ -249,12 +274,18 @@ unsigned long CHTTPClient::Exchange(IHTTPNavigateParams* params, CProgressAggreg
     }
 
     // The device asks for credentials that it has told how to give: one more
-    // attempt with the same parameters, which now carry them.
-    if (m_ulStatusCode == kStatusUnauthorized && params->GetAuthScheme() != 0 && !params->TriedAuthenticating()) {
+    // attempt with the same parameters, which now carry them. Building that
+    // request marks them as tried, so a device that keeps answering 401 gets
+    // exactly one more attempt.
+    if (m_ulStatusCode == kStatusUnauthorized && params->GetAuthScheme() != kAuthNone
+        && !params->TriedAuthenticating()) {
         status = Navigate(params, &localProgress);
     }
-    if (!IsHTTPFailure(status) && !localProgress.StepNext(0)) {
-        status = Error_Aborted;
+    if (!IsHTTPFailure(status)) {
+        status = HandleRedirection(&localProgress);
+        if (!localProgress.StepNext(0)) {
+            status = Error_Aborted;
+        }
     }
     return status;
 }
@@ -377,6 +408,8 @@ void CHTTPClient::SetHeaders(const char* text)
         m_strResponseHeader = text;
         if (ParseResponseHeader(m_strResponseHeader.data(), GetHeaderLength()) != 0) {
             QV_LOG_ERROR(L"Failure parsing response headers");
+        } else {
+            SetupAuthentication();
         }
     }
 }
@@ -440,6 +473,7 @@ unsigned long CHTTPClient::BuildRequest()
             host += std::wstring(L":") + port;
         }
         m_pNavigateParams->AddExtraHeader(L"HOST", host.c_str());
+        AddAuthorization(logScope);
 
         if (m_pNavigateParams->GetData()) {
             bool noContentLength = false;
@@ -520,6 +554,67 @@ unsigned long CHTTPClient::SendRequest(IProgress* progress)
         }
     }
     return logScope.m_errorCode = status;
+}
+
+void CHTTPClient::AddAuthorization(QVLogging::CLogFunction& logScope)
+{
+    const unsigned long scheme = m_pNavigateParams->GetAuthScheme();
+    std::wstring value;
+    switch (scheme) {
+    case kAuthNone:
+        return;
+    case kAuthBasic: {
+        const std::wstring credentials = Text(m_pNavigateParams->GetUserName()) + L":"
+            + Text(m_pNavigateParams->GetPassword());
+        const QVCrypt::CBase64<wchar_t> encoded(credentials.c_str());
+        value = std::wstring(L"Basic ") + encoded.GetEncoded();
+        break;
+    }
+    case kAuthDigest:
+    case kAuthDigestQop:
+    case kAuthDigestQopIntegrity:
+        value = DigestAuthorization(scheme);
+        break;
+    default:
+        // No header can be made; marking the attempt as made keeps a 401
+        // from being retried for ever.
+        QV_LOG_ERROR(L"%s unknown authentication scheme %u, no Authorization header", logScope.GetDisplayName(),
+                     static_cast<unsigned int>(scheme));
+        m_pNavigateParams->SetTriedAuthenticating(true);
+        return;
+    }
+    m_pNavigateParams->AddExtraHeader(L"Authorization", value.c_str());
+    m_pNavigateParams->SetTriedAuthenticating(true);
+}
+
+std::wstring CHTTPClient::DigestAuthorization(unsigned long scheme)
+{
+    IHTTPNavigateParams& params = *m_pNavigateParams;
+    const std::wstring qop = scheme == kAuthDigestQop ? L"auth" : scheme == kAuthDigestQopIntegrity ? L"auth-int" : L"";
+    const std::wstring user = Text(params.GetUserName());
+    const std::wstring realm = Text(params.GetRealm());
+    const std::wstring nonce = Text(params.GetNonce());
+    // The URI as the caller gave it, without the client's root.
+    const std::wstring uri = Text(params.GetURI());
+    std::wstring method;
+    params.GetHTTPMethodText(method);
+    method.erase(std::remove(method.begin(), method.end(), L' '), method.end());
+
+    std::wstring value = L"Digest username=\"" + user + L"\", realm=\"" + realm + L"\", nonce=\"" + nonce
+        + L"\", uri=\"" + uri + L"\", algorithm=MD5";
+    std::wstring nc;
+    std::wstring cnonce;
+    if (!qop.empty()) {
+        nc = Text(params.IncrNonceCount());
+        cnonce = Text(params.GetCNonce());
+        value += L", qop=" + qop + L", nc=" + nc + L", cnonce=\"" + cnonce + L"\"";
+    }
+    // auth-int is announced but computed as auth: the body is not hashed.
+    const QVUtils::MD5 response(nonce.c_str(), cnonce.c_str(), user.c_str(), realm.c_str(),
+                                Text(params.GetPassword()).c_str(), qop.c_str(), uri.c_str(), method.c_str(),
+                                nc.c_str());
+    value += L", response=\"" + response.GetDigest() + L"\", opaque=\"" + Text(params.GetOpaque()) + L"\"";
+    return value;
 }
 
 unsigned long CHTTPClient::SendData(const char* data, unsigned long size, unsigned long* written,
@@ -641,6 +736,145 @@ unsigned long CHTTPClient::ParseHeader(const char* line, unsigned long length)
     }
     m_headers[name] = value;
     return 0;
+}
+
+void CHTTPClient::SetupAuthentication()
+{
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::SetupAuthentication");
+    const wchar_t* header = GetHeaderEntry(L"WWW-Authenticate");
+    if (header == nullptr || m_pNavigateParams == nullptr) {
+        return;
+    }
+    const std::wstring text(header);
+    const size_t blank = text.find(L' ');
+    if (blank == std::wstring::npos) {
+        return;
+    }
+    const std::wstring scheme = text.substr(0, blank);
+    if (EqualsIgnoringASCIICase(scheme, L"Basic")) {
+        m_pNavigateParams->SetAuthScheme(kAuthBasic);
+        return;
+    }
+    if (!EqualsIgnoringASCIICase(scheme, L"Digest")) {
+        return;
+    }
+
+    // name=value pairs cut at each comma, whether quoted or not: a quoted
+    // list loses its tail to the next name, and no value holds a comma.
+    std::map<std::wstring, std::wstring> parameters;
+    size_t position = text.find_first_not_of(L' ', blank);
+    while (position != std::wstring::npos) {
+        const size_t equals = text.find(L'=', position);
+        if (equals == std::wstring::npos) {
+            break;
+        }
+        std::wstring name = text.substr(position, equals - position);
+        const size_t comma = text.find(L',', equals);
+        std::wstring value = text.substr(equals + 1, comma == std::wstring::npos ? std::wstring::npos
+                                                                                 : comma - equals - 1);
+        position = comma == std::wstring::npos ? comma : text.find_first_not_of(L' ', comma + 1);
+        value.erase(std::remove(value.begin(), value.end(), L'"'), value.end());
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
+        parameters[name] = value;
+    }
+
+    const std::wstring qop = parameters[L"qop"];
+    if (qop == L"auth" || qop.find(L"auth,") != std::wstring::npos) {
+        m_pNavigateParams->SetAuthScheme(kAuthDigestQop);
+    } else if (qop.find(L"auth-int") != std::wstring::npos) {
+        m_pNavigateParams->SetAuthScheme(kAuthDigestQopIntegrity);
+    } else {
+        m_pNavigateParams->SetAuthScheme(kAuthDigest);
+    }
+    m_pNavigateParams->SetRealm(parameters[L"realm"].c_str());
+    m_pNavigateParams->SetNonce(parameters[L"nonce"].c_str());
+    m_pNavigateParams->SetOpaque(parameters[L"opaque"].c_str());
+}
+
+unsigned long CHTTPClient::HandleRedirection(IProgress* progress)
+{
+    QV_LOG_FUNCTION(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::HandleRedirection");
+    CProgressAggregator localProgress(progress, 1);
+    if (m_ulStatusCode != kStatusMovedPermanently && m_ulStatusCode != kStatusFound
+        && m_ulStatusCode != kStatusTemporaryRedirect) {
+        return 0;
+    }
+    const wchar_t* locationEntry = GetHeaderEntry(L"Location");
+    if (locationEntry == nullptr) {
+        QV_LOG_ERROR(L"%s Error_NoLocation status %u without Location", logScope.GetDisplayName(),
+                     static_cast<unsigned int>(m_ulStatusCode));
+        return logScope.m_errorCode = Error_NoLocation;
+    }
+    IHTTPNavigateParams* params = m_pNavigateParams;
+    if (params == nullptr) {
+        return logScope.m_errorCode = Error_InvalidArgument;
+    }
+    const std::wstring location(locationEntry);
+    const std::wstring uri = Text(params->GetURI());
+    const size_t uriSlash = uri.find(L'/');
+    const size_t slashes = location.find(L"//");
+    if (uriSlash == std::wstring::npos || slashes == std::wstring::npos) {
+        QV_LOG_ERROR(L"%s Error_BadLocation Location: %s, URI: %s", logScope.GetDisplayName(), location.c_str(),
+                     uri.c_str());
+        return logScope.m_errorCode = Error_BadLocation;
+    }
+    std::wstring schemeText = location.substr(0, slashes);
+    std::transform(schemeText.begin(), schemeText.end(), schemeText.begin(),
+                   [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
+    const bool secure = schemeText == L"https:";
+    // Host and path; with no path the rest is both, and the path then gets
+    // the old URI from its first "/" behind the host name.
+    const std::wstring rest = location.substr(slashes + 2);
+    const size_t pathStart = rest.find(L'/');
+    const std::wstring host = rest.substr(0, pathStart);
+    std::wstring path = pathStart == std::wstring::npos ? rest : rest.substr(pathStart);
+
+    IDeviceConnection* redirected = CreateRedirectedNetworkConnection(secure, host.c_str());
+    if (redirected == nullptr) {
+        QV_LOG_ERROR(L"%s no connection to %s, the redirect is not followed", logScope.GetDisplayName(),
+                     location.c_str());
+        return 0;
+    }
+    IDeviceConnection* original = m_pIDeviceConnection;
+    m_pIDeviceConnection = redirected;
+    if (path.find(L'/') == std::wstring::npos) {
+        path += uri.substr(uriSlash);
+    }
+    unsigned long status;
+    try {
+        params->SetURI(path.c_str());
+        localProgress.Inhibit(true);
+        status = Navigate(params, &localProgress);
+        localProgress.Inhibit(false);
+    } catch (...) {
+        redirected->Dispose();
+        m_pIDeviceConnection = original;
+        throw;
+    }
+    redirected->Dispose();
+    m_pIDeviceConnection = original;
+    return logScope.m_errorCode = status;
+}
+
+IDeviceConnection* CHTTPClient::CreateRedirectedNetworkConnection(bool secure, const wchar_t* serviceAddress)
+{
+    QV_LOG_FUNCTION_PARAMS(g_pHTTPClientLibLog, L"QVIOStack::CHTTPClient::CreateRedirectedNetworkConnection",
+                           L"%s, %s", secure ? L"secure" : L"plain", serviceAddress ? serviceAddress : L"(null)");
+    IDeviceConnection* connection = CreateIONetwork(secure);
+    if (connection == nullptr) {
+        QV_LOG_ERROR(L"%s no %s network connection can be made", logScope.GetDisplayName(),
+                     secure ? L"secure" : L"plain");
+        return nullptr;
+    }
+    const unsigned long status = connection->Initialize(serviceAddress);
+    if (status != 0) {
+        QV_LOG_ERROR(L"%s Initialize returned 0x%08X", logScope.GetDisplayName(), static_cast<unsigned int>(status));
+        delete connection;
+        return nullptr;
+    }
+    connection->AddRef();
+    return connection;
 }
 
 void CHTTPClient::FreeContentBuffer()

@@ -58,6 +58,16 @@ public:
     unsigned long FindNextHeaderLen(const char* buffer, unsigned long length, unsigned long* lineLength);
     unsigned long ParseHeader(const char* line, unsigned long length);
 
+    // Learns the scheme a device asks for from its WWW-Authenticate header
+    // and keeps it, with the digest's realm, nonce and opaque, in the
+    // exchange's parameters.
+    void SetupAuthentication();
+    // Follows a 301, 302 or 307 to its Location on a connection of its own;
+    // 0 for any other response.
+    unsigned long HandleRedirection(QVUtils::IProgress* progress);
+    // A new connection to a redirect target, holding a reference, or null.
+    virtual IDeviceConnection* CreateRedirectedNetworkConnection(bool secure, const wchar_t* serviceAddress);
+
     const char* GetRuntimeTypeName() const override { return QVUtils::UndecoratedTypeName(typeid(*this)); }
 
 private:
@@ -67,6 +77,9 @@ private:
     // The exchange itself, on an open session.
     unsigned long Exchange(IHTTPNavigateParams* params, QVUtils::CProgressAggregator& localProgress,
                            QVLogging::CLogFunction& logScope);
+    // The Authorization entry of the request for the parameters' scheme.
+    void AddAuthorization(QVLogging::CLogFunction& logScope);
+    std::wstring DigestAuthorization(unsigned long scheme);
     unsigned long SendData(const char* data, unsigned long size, unsigned long* written,
                            QVUtils::IProgress* progress);
     void FreeContentBuffer();
