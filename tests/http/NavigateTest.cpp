@@ -322,7 +322,8 @@ TEST_F(Navigate, Unauthorized401WithASchemeIsTriedOnceMore)
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(2, http.reads);
     EXPECT_EQ(200u, http.GetStatusCode());
-    EXPECT_EQ((std::vector<std::string>{kGetA, "GET /a HTTP/1.1\r\nAuthorization: Basic Og==\r\nHOST: 10.0.0.5:80\r\n\r\n"}),
+    EXPECT_EQ((std::vector<std::string>{kGetA,
+                                        "GET /a HTTP/1.1\r\nAuthorization: Basic Og==\r\nHOST: 10.0.0.5:80\r\n\r\n"}),
               writes);
 }
 
