@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "api/AddressFactory.h"
+#include "peers/CloseBarrier.h"
 #include "peers/LoopbackPeer.h"
 
 using namespace Orvane;
@@ -154,9 +155,16 @@ TEST_F(NetworkAddress, WriteAfterThePeerClosedReconnects)
     std::string received;
     std::mutex lock;
     std::atomic<int> sessions{0};
+    std::atomic<bool> closeNow{false};
+    std::atomic<bool> closed{false};
     LoopbackPeer peer([&](peers::PeerSocket& s) {
         if (sessions++ == 0) {
+            // Closes only once Open has seen the connection up.
+            while (!closeNow) {
+                Sleep(1);
+            }
             LoopbackPeer::CloseAtOnce(s);
+            closed = true;
         } else {
             LoopbackPeer::Record(&received, &lock)(s);
         }
@@ -164,10 +172,11 @@ TEST_F(NetworkAddress, WriteAfterThePeerClosedReconnects)
     StreamOn(peer);
     ASSERT_EQ(0u, stream->Open());
     ASSERT_TRUE(peer.WaitAccepted(1));
-    while (sessions == 0) {
+    closeNow = true;
+    while (!closed) {
         Sleep(1);
     }
-    Sleep(1000);  // the close reaches the connection's event
+    ASSERT_TRUE(peers::WaitForEarlierClosesToArrive());  // the close reaches the connection's event
     unsigned long written = 0;
     EXPECT_EQ(0u, stream->Write("again", 5, &written));
     EXPECT_TRUE(peer.WaitAccepted(2));
