@@ -455,7 +455,7 @@ unsigned long CHTTPClient::ReadResponse(IProgress* progress)
     unsigned long status = 0;
     ReadState state = rs_start;
     while (state != rs_done) {
-        const unsigned long headerLength = GetHeaderLength();
+        const unsigned long headerLength = static_cast<unsigned long>(m_strResponseHeader.size());
         switch (state) {
         case rs_start:
             m_headers.clear();
@@ -909,7 +909,7 @@ unsigned long CHTTPClient::ReadContentChunked(char* buffer, unsigned long size, 
     CProgressAggregator localProgress(progress, 1);
     localProgress.Inhibit(true);
     unsigned long status = CreateContentBufferIfNeeded(kResponseBufferSize);
-    unsigned long pos = GetHeaderLength();
+    unsigned long pos = static_cast<unsigned long>(m_strResponseHeader.size());
     bool lastChunk = false;
     while (status == 0 && !lastChunk) {
         unsigned long lineEnd = pos + FindLineEnd(buffer + pos, used - pos);

@@ -62,6 +62,8 @@ TEST_F(RequestWire, PostWithBodyIsOneWriteInWireOrder)
     EXPECT_EQ(1, connection->writes);
     EXPECT_EQ(expected.substr(0, expected.size() - 5), Narrow(client->GetRequest()));
     EXPECT_EQ(1, client->reads);
+    EXPECT_EQ(0u, client->lastRead);
+    EXPECT_EQ(200u, client->GetStatusCode());
     EXPECT_EQ(1, peer->Accepted());
 }
 
