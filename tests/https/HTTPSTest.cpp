@@ -218,6 +218,31 @@ TEST_F(HTTPS, DeviceThatNeverAnswersTLSIsClosedByTheWatchdog)
     EXPECT_EQ(nullptr, client->GetContent());
 }
 
+TEST_F(HTTPS, BodyTypeAndExtraHeadersGoOnTheWire)
+{
+    const std::wstring port = Environment(L"ORVANE_ECHO_TLS_PORT");
+    ConnectTo(L"127.0.0.1:" + port);
+    params.SetData("a=1&b=2");
+    params.SetDataLength(7, false);
+    params.SetDataType(L"application/x-www-form-urlencoded");
+    params.SetExtraHeaders(L"X-Job: 7");
+    params.SetHTTPRequestMethod(2);
+    params.SetURI(L"/jobs");
+    ASSERT_EQ(0u, client->Navigate(&params, nullptr));
+    ExpectTheUnknownAuthorityAcceptedOnTheSecondSend();
+    const std::string wire = Content();
+    const std::string head = wire.substr(0, wire.find("\r\n\r\n") + 2);
+    EXPECT_EQ(0u, head.find("POST /jobs HTTP/1.1\r\n")) << wire;
+    // The host as the client names it, not as WinINet would.
+    const std::string host(port.begin(), port.end());
+    for (const std::string& line : {std::string("Content-Length: 7\r\n"),
+                                    std::string("Content-Type: application/x-www-form-urlencoded\r\n"),
+                                    "HOST: 127.0.0.1:" + host + "\r\n", std::string("X-Job: 7\r\n")}) {
+        EXPECT_NE(std::string::npos, head.find("\r\n" + line)) << line << wire;
+    }
+    EXPECT_EQ("\r\n\r\na=1&b=2", wire.substr(head.size() - 2));
+}
+
 TEST_F(HTTPS, ConnectionOpenedByTheCallerServesTwoExchanges)
 {
     ConnectTo(L"127.0.0.1:7627");

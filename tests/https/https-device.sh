@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # HTTPS to a device with a self-signed certificate, against real servers on
 # loopback: `openssl s_server` on the fixed ports 443 and 7627, each serving
-# complete HTTP responses from a folder, and a listener that accepts TCP and
-# never answers TLS. Runs https_tests.exe under Wine with the ports in the
+# complete HTTP responses from a folder, a listener that accepts TCP and
+# never answers TLS, and a TLS server that answers with the request it got. Runs https_tests.exe under Wine with the ports in the
 # environment. Arguments: the wine-run script and the test binary.
 # Exit 77 (skipped) only when the fixed ports cannot be bound.
 set -euo pipefail
@@ -98,9 +98,57 @@ for _ in $(seq 100); do
 done
 [ -s "$work/silent-port" ] || { echo "https: the silent listener did not start"; exit 1; }
 
+# Answers each request with the request's own bytes as the body: what
+# went on the wire.
+python3 - "$work/echo-port" "$work/cert.pem" "$work/key.pem" 9>&- <<'PY' &
+import os, socket, ssl, sys
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(sys.argv[2], sys.argv[3])
+s = socket.socket()
+s.bind(("127.0.0.1", 0))
+s.listen(16)
+with open(sys.argv[1] + ".tmp", "w") as f:
+    f.write(str(s.getsockname()[1]))
+os.rename(sys.argv[1] + ".tmp", sys.argv[1])
+while True:
+    c = s.accept()[0]
+    c.settimeout(10)
+    try:
+        t = context.wrap_socket(c, server_side=True)
+        request = b""
+        while b"\r\n\r\n" not in request:
+            data = t.recv(4096)
+            if not data:
+                raise EOFError("closed before the request ended")
+            request += data
+        head = request.split(b"\r\n\r\n", 1)[0]
+        length = 0
+        for line in head.split(b"\r\n")[1:]:
+            name, _, value = line.partition(b":")
+            if name.strip().lower() == b"content-length":
+                length = int(value)
+        while len(request) - len(head) - 4 < length:
+            data = t.recv(4096)
+            if not data:
+                break
+            request += data
+        t.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: %d\r\n\r\n" % len(request) + request)
+        t.close()
+    except Exception as e:  # the client refusing the certificate, for one
+        print("echo:", e, flush=True)
+        c.close()
+PY
+pids+=($!)
+for _ in $(seq 100); do
+  [ -s "$work/echo-port" ] && break
+  sleep 0.1
+done
+[ -s "$work/echo-port" ] || { echo "https: the echo server did not start"; exit 1; }
+
 export ORVANE_HTTPS_PORT=443 ORVANE_HTTPS_ALT_PORT=7627
 ORVANE_SILENT_TLS_PORT=$(cat "$work/silent-port")
-export ORVANE_SILENT_TLS_PORT
+ORVANE_ECHO_TLS_PORT=$(cat "$work/echo-port")
+export ORVANE_SILENT_TLS_PORT ORVANE_ECHO_TLS_PORT
 status=0
 timeout 300 "$wine_run" "$tests" --gtest_brief=0 9>&- || status=$?
 if [ $status -ne 0 ]; then

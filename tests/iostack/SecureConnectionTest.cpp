@@ -19,6 +19,7 @@ using doubles::ApiOverride;
 using doubles::ScriptedProgress;
 using doubles::ScriptedWinInet;
 using iostack_test::CountingClient;
+using iostack_test::FakeDevice;
 using iostack_test::TestableSecure;
 
 namespace {
@@ -30,27 +31,6 @@ std::wstring Text(const wchar_t* text)
 {
     return text ? text : L"(null)";
 }
-
-// A device with one function whose address it gives after a refresh.
-class FakeDevice : public QVDeviceManager::INetworkDevice, public QVDeviceManager::IDeviceFunction {
-public:
-    unsigned long GetNetworkDevice(INetworkDevice** out) override
-    {
-        *out = this;
-        return 0;
-    }
-    unsigned long GetFunction(QVDeviceManager::FUNCTION_TYPE, QVDeviceManager::IDeviceFunction** out) override
-    {
-        *out = this;
-        return 0;
-    }
-    unsigned long Refresh(QVUtils::IProgress*) override { return refreshStatus; }
-    QVDeviceManager::FUNCTION_TYPE GetFunctionType() override { return QVDeviceManager::FUNCTION_TYPE(); }
-    const std::wstring& GetAddress() override { return address; }
-
-    unsigned long refreshStatus = 0;
-    std::wstring address = L"192.0.2.9:7627";
-};
 
 TEST(SecureFooting, TextWithoutPortGivesPort443)
 {

@@ -17,6 +17,7 @@ using doubles::ApiOverride;
 using doubles::ModuleLogFile;
 using doubles::ScriptedWinInet;
 using iostack_test::CountingClient;
+using iostack_test::FakeDevice;
 using iostack_test::TestableSecure;
 
 namespace {
@@ -152,6 +153,26 @@ TEST_F(SecureLog, FailedReadIsWrittenWithItsError)
     EXPECT_EQ(IOError_Fail, connection.Navigate(&params, &client, nullptr));
     ExpectInOrder({L"(I0) HTTP Response code =  200", L"(##) InternetReadFileExA failed, error = 12031",
                    L"(<-) CIOSecureT::Navigate"});
+}
+
+TEST_F(SecureLog, RediscoveryWritesTheLinesOfTheNetworkConnection)
+{
+    FakeDevice device;
+    ASSERT_EQ(0u, connection.Initialize(&device, {QVDeviceManager::FUNCTION_TYPE()}));
+    device.refreshStatus = 0x83E8FAFB;  // DM_E_DEVICE_GONE
+    EXPECT_EQ(IOError_DeviceGone, connection.Open(nullptr));
+    device.refreshStatus = 0;
+    device.address = L"printer";
+    EXPECT_EQ(IOError_Fail, connection.Open(nullptr));
+    ExpectInOrder({
+        L"(->) CIOSecureT::RediscoverDevice",
+        L"(##) Failed to rediscover device",
+        L"(<-) CIOSecureT::RediscoverDevice",
+        L"(->) CIOSecureT::RediscoverDevice",
+        L"(##) Failed to initialize connection with device service address (printer)",
+        L"(<-) CIOSecureT::RediscoverDevice",
+    });
+    EXPECT_EQ(0, winInet.opens);
 }
 
 }  // namespace

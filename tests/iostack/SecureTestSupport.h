@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "devicemanager/IDevice.h"
 #include "http/CHTTPClient.h"
 #include "iostack/CIOSecureT.h"
 
@@ -31,6 +32,27 @@ public:
 
     int navigations = 0;
     unsigned long answer = 0;
+};
+
+// A device with one function whose address it gives after a refresh.
+class FakeDevice : public QVDeviceManager::INetworkDevice, public QVDeviceManager::IDeviceFunction {
+public:
+    unsigned long GetNetworkDevice(INetworkDevice** out) override
+    {
+        *out = this;
+        return 0;
+    }
+    unsigned long GetFunction(QVDeviceManager::FUNCTION_TYPE, QVDeviceManager::IDeviceFunction** out) override
+    {
+        *out = this;
+        return 0;
+    }
+    unsigned long Refresh(QVUtils::IProgress*) override { return refreshStatus; }
+    QVDeviceManager::FUNCTION_TYPE GetFunctionType() override { return QVDeviceManager::FUNCTION_TYPE(); }
+    const std::wstring& GetAddress() override { return address; }
+
+    unsigned long refreshStatus = 0;
+    std::wstring address = L"192.0.2.9:7627";
 };
 
 }  // namespace iostack_test
