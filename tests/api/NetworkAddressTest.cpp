@@ -62,12 +62,20 @@ TEST_F(NetworkAddress, StreamsOnlyOnPorts80To9100WithStatusZeroEitherWay)
     }
 }
 
-TEST_F(NetworkAddress, SecurePortsGiveNoStreamYet)
+TEST_F(NetworkAddress, SecurePortsGiveStreamsOnAConnectionThatCarriesNoBytes)
 {
+    // HTTPS is all such a connection does: it opens without the network,
+    // and bulk reads and writes fail.
     for (int port : {443, 7627}) {
-        Stream* out = reinterpret_cast<Stream*>(1);
+        Stream* out = nullptr;
         EXPECT_EQ(0u, address->CreateStream(port, &out));
-        EXPECT_EQ(nullptr, out) << port;
+        ASSERT_NE(nullptr, out) << port;
+        EXPECT_EQ(0u, out->Open()) << port;
+        unsigned long count = 0;
+        EXPECT_EQ(static_cast<unsigned long>(E_FAIL), out->Write("job", 3, &count)) << port;
+        char buffer[4];
+        EXPECT_EQ(static_cast<unsigned long>(E_FAIL), out->Read(buffer, sizeof(buffer), &count)) << port;
+        EXPECT_EQ(0u, out->Dispose());
     }
 }
 

@@ -300,9 +300,8 @@ TEST_F(NetworkConnection, ConnectsOverIPv6Loopback)
     closesocket(listener);
 }
 
-TEST(NetworkConnectionFactory, SecureConnectionsDoNotExistYet)
+TEST(NetworkConnectionFactory, PlainConnectionHasTheNetworkDefaults)
 {
-    EXPECT_EQ(nullptr, CreateIONetwork(true));
     IDeviceConnection* plain = CreateIONetwork(false);
     ASSERT_NE(nullptr, plain);
     EXPECT_EQ(1u, plain->AddRef());
