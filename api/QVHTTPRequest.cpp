@@ -121,26 +121,20 @@ void QVHTTPRequest::SetContent(const void* data, unsigned long size)
     QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVHTTPRequest::SetContent");
     delete[] m_pContent;
     m_pContent = nullptr;
-    if (data == nullptr) {
-        // No data: the request goes out without a body.
-        m_pParams->SetData(nullptr);
-        m_pParams->SetDataLength(0, false);
-        return;
+    if (data != nullptr) {
+        // The client reads the body as text up to its first zero byte: the
+        // copy carries one behind its end, so that the reading stops inside.
+        try {
+            m_pContent = new unsigned char[static_cast<size_t>(size) + 1];
+            memcpy(m_pContent, data, size);
+            m_pContent[size] = 0;
+        } catch (const std::bad_alloc&) {
+            QV_LOG_ERROR(L"%s no memory for a body of %lu bytes", logScope.GetDisplayName(), size);
+        }
     }
-    // The client reads the body as text up to its first zero byte: the copy
-    // carries one behind its end, so that the reading stops inside it.
-    try {
-        m_pContent = new unsigned char[size + 1];
-    } catch (const std::bad_alloc&) {
-        QV_LOG_ERROR(L"%s no memory for a body of %lu bytes; the request has none", logScope.GetDisplayName(), size);
-        m_pParams->SetData(nullptr);
-        m_pParams->SetDataLength(0, false);
-        return;
-    }
-    memcpy(m_pContent, data, size);
-    m_pContent[size] = 0;
+    // Without data the request goes out without a body.
     m_pParams->SetData(m_pContent);
-    m_pParams->SetDataLength(size, false);
+    m_pParams->SetDataLength(m_pContent != nullptr ? size : 0, false);
 }
 
 unsigned long QVHTTPRequest::GetResponse(HTTPResponse** out)

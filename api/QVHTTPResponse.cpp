@@ -69,7 +69,7 @@ const unsigned char* QVHTTPResponse::GetContent()
         return nullptr;
     }
     try {
-        m_pContent = new unsigned char[length + 1];
+        m_pContent = new unsigned char[static_cast<size_t>(length) + 1];
     } catch (const std::bad_alloc&) {
         QV_LOG_ERROR(L"%s no memory for a copy of %lu bytes", logScope.GetDisplayName(), length);
         return nullptr;

@@ -149,6 +149,17 @@ TEST_F(HTTPRequestObject, AfterTheLastHeaderIsErasedTheOldTextStillGoesOut)
     EXPECT_EQ(L"X-Job: 7\r\n", HeadersSent());
 }
 
+TEST_F(HTTPRequestObject, AHeaderErasedAfterItWasSentStaysInTheParameters)
+{
+    // The parameters take the text in beside what they hold.
+    request->SetHeader(L"A", L"1");
+    request->SetHeader(L"B", L"2");
+    ASSERT_EQ(L"A: 1\r\nB: 2\r\n", HeadersSent());
+    request->SetHeader(L"A", nullptr);
+    request->SetHeader(L"B", L"3");
+    EXPECT_EQ(L"A: 1\r\nB: 3\r\n", HeadersSent());
+}
+
 TEST_F(HTTPRequestObject, WithoutHeadersNoneAreSent)
 {
     EXPECT_EQ(L"", HeadersSent());
