@@ -23,7 +23,7 @@ test: build
 	cd $(BUILD) && ctest --output-on-failure --timeout 600
 
 demo: build
-	$(BUILD)/wine-run $(BUILD)/bin/example-host.exe
+	scripts/demo $(BUILD)
 
 clean:
 	rm -rf $(BUILD)

@@ -1,6 +1,8 @@
 #include "api/QVNetAddress.h"
 
+#include "api/QVHTTPRequest.h"
 #include "api/QVStream.h"
+#include "http/CHTTPClient.h"
 #include "iostack/CIONetwork.h"
 #include "logging/LogTrace.h"
 
@@ -11,7 +13,8 @@ namespace Orvane {
 namespace {
 
 constexpr int kLowestPort = 80;
-constexpr int kHighestPort = 9100;
+constexpr int kHighestStreamPort = 9100;
+constexpr int kHighestHTTPPort = 8080;
 
 bool IsSecurePort(int port)
 {
@@ -43,18 +46,11 @@ unsigned long QVNetAddress::CreateStream(int port, Stream** out)
     QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateStream");
     *out = nullptr;
     // A port out of range is no error: the caller tests the pointer.
-    if (port < kLowestPort || port > kHighestPort) {
+    if (port < kLowestPort || port > kHighestStreamPort) {
         return 0;
     }
-    std::wstring text;
-    try {
-        text = m_address + L":" + std::to_wstring(port);
-    } catch (...) {
-        text.clear();
-    }
-    QVIOStack::IDeviceConnection* connection = QVIOStack::CreateIONetwork(IsSecurePort(port));
-    // A connection that cannot be initialised is dropped with its count at 0.
-    if (connection == nullptr || connection->Initialize(text.c_str()) != 0) {
+    QVIOStack::IDeviceConnection* connection = CreateConnection(port, logScope);
+    if (connection == nullptr) {
         return 0;
     }
     try {
@@ -76,12 +72,60 @@ unsigned long QVNetAddress::CreateNotifier(Notifier** out)
     return logScope.m_errorCode = E_FAIL;
 }
 
-unsigned long QVNetAddress::CreateHTTPRequest(HTTPRequest** out, int)
+unsigned long QVNetAddress::CreateHTTPRequest(HTTPRequest** out, int port)
 {
     QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateHTTPRequest");
-    // The HTTP client arrives with its own objects.
     *out = nullptr;
-    return logScope.m_errorCode = E_NOTIMPL;
+    // As for streams, a port out of range gives status 0 and no request.
+    if (port < kLowestPort || port > kHighestHTTPPort) {
+        return 0;
+    }
+    QVIOStack::IDeviceConnection* connection = CreateConnection(port, logScope);
+    if (connection == nullptr) {
+        return 0;
+    }
+    QVIOStack::CHTTPClient* client = nullptr;
+    try {
+        client = new QVIOStack::CHTTPClient(connection);
+        QVHTTPRequest* request = new QVHTTPRequest(client);
+        request->AddRef();
+        *out = request;
+    } catch (const std::bad_alloc&) {
+        QV_LOG_ERROR(L"%s out of memory", logScope.GetDisplayName());
+        // The client, if made, holds the connection's only reference.
+        if (client != nullptr) {
+            client->AddRef();
+            client->Dispose();
+        } else {
+            delete connection;
+        }
+    }
+    return 0;
+}
+
+QVIOStack::IDeviceConnection* QVNetAddress::CreateConnection(int port, QVLogging::CLogFunction& logScope)
+{
+    std::wstring text;
+    try {
+        text = m_address + L":" + std::to_wstring(port);
+    } catch (...) {
+        text.clear();
+    }
+    const bool secure = IsSecurePort(port);
+    QVIOStack::IDeviceConnection* connection = QVIOStack::CreateIONetwork(secure);
+    if (connection == nullptr) {
+        QV_LOG_ERROR(L"%s no %s connection for port %d", logScope.GetDisplayName(),
+                     secure ? L"secure" : L"network", port);
+        return nullptr;
+    }
+    const unsigned long status = connection->Initialize(text.c_str());
+    if (status != 0) {
+        QV_LOG_ERROR(L"%s Initialize(%s) returned 0x%08X", logScope.GetDisplayName(), text.c_str(), status);
+        // Nobody holds a reference to it yet.
+        delete connection;
+        return nullptr;
+    }
+    return connection;
 }
 
 unsigned long QVNetAddress::CreateMIBConnection(MIBConnection** out)

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "iostack/IDeviceConnection.h"
+#include "logging/CLogFunction.h"
 #include "orvane64.h"
 #include "utils/IDisposableImpl.h"
 
@@ -23,6 +25,10 @@ public:
     const char* GetRuntimeTypeName() const override { return QVUtils::UndecoratedTypeName(typeid(*this)); }
 
 private:
+    // An initialised connection to the port, secure on 443 and 7627, with
+    // its count at 0; null on failure, told in the caller's scope.
+    QVIOStack::IDeviceConnection* CreateConnection(int port, QVLogging::CLogFunction& logScope);
+
     std::wstring m_address;
 };
 

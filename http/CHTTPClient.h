@@ -44,7 +44,8 @@ public:
     void ResetRequest() override;
 
     // Reads the response of the exchange in hand, between the connection's
-    // read locks.
+    // read locks: the header into a fixed buffer, then the content by its
+    // known size, in chunks, or until the device stops sending.
     virtual unsigned long ReadResponse(QVUtils::IProgress* progress);
 
     // Drains what the device still has to say from an earlier exchange.
@@ -57,6 +58,22 @@ public:
     unsigned long ParseStatusFromHeader(const char* header, unsigned long length, unsigned long* statusLength);
     unsigned long FindNextHeaderLen(const char* buffer, unsigned long length, unsigned long* lineLength);
     unsigned long ParseHeader(const char* line, unsigned long length);
+
+    // The steps of reading a response. The content goes to the caller's
+    // ContentBuffer of the exchange in hand if there is one, else to the
+    // client's own buffer.
+    unsigned long ReadHeader(char* buffer, unsigned long size, unsigned long* headerBytes,
+                             QVUtils::IProgress* progress);
+    bool IsHeaderComplete(const char* buffer, unsigned long bytes, unsigned long* headerLength);
+    bool IsContentChunked();
+    bool IsContentLengthSpecified(unsigned long* length);
+    unsigned long ReadContentChunked(char* buffer, unsigned long size, unsigned long used,
+                                     QVUtils::IProgress* progress);
+    unsigned long ReadContentNumBytes(unsigned long count, unsigned long* bytesRead, QVUtils::IProgress* progress);
+    unsigned long ReadData(void* destination, unsigned long count, unsigned long* bytesRead,
+                           QVUtils::IProgress* progress);
+    unsigned long CreateContentBufferIfNeeded(unsigned long size);
+    unsigned long CopyDataToContentBuffer(const void* data, unsigned long count);
 
     // Learns the scheme a device asks for from its WWW-Authenticate header
     // and keeps it, with the digest's realm, nonce and opaque, in the
@@ -83,6 +100,30 @@ private:
     unsigned long SendData(const char* data, unsigned long size, unsigned long* written,
                            QVUtils::IProgress* progress);
     void FreeContentBuffer();
+
+    // The states of ReadResponse; 3 and 4 are not used.
+    enum ReadState : unsigned long {
+        rs_start = 0,
+        rs_readHeader = 1,
+        rs_parseHeader = 2,
+        rs_readContentKnownSize = 5,
+        rs_readContentUnknownSize = 6,
+        rs_readContentChunked = 7,
+        rs_done = 8,
+    };
+    ReadState ChooseContentReading(unsigned long* contentLength);
+    unsigned long ReadContentKnownSize(const char* behindHeader, unsigned long behindCount,
+                                       unsigned long contentLength, QVUtils::IProgress* progress);
+    unsigned long ReadContentUnknownSize(const char* behindHeader, unsigned long behindCount,
+                                         QVUtils::IProgress* progress);
+    // The trailing header lines announced by a Trailer header.
+    unsigned long ReadTrailers(char* buffer, unsigned long size, unsigned long pos, unsigned long used,
+                               QVUtils::CProgressAggregator& progress, QVLogging::CLogFunction& logScope);
+    // Grows the client's own buffer by `extra` bytes, keeping what is in it.
+    bool GrowContentBuffer(unsigned long extra);
+    // What the exchange in hand gives; none without one.
+    ContentBuffer* CallersContentBuffer();
+    bool TellReadContent(ContentBuffer* buffer);
 
     HeaderMap m_headers;
     std::wstring m_strRoot;

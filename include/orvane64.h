@@ -46,6 +46,8 @@ public:
     // Port 80..9100. Status 0 with a null stream means: no stream on that port.
     virtual unsigned long CreateStream(int port, Stream** out) = 0;
     virtual unsigned long CreateNotifier(Notifier** out) = 0;
+    // Port 80..8080 (443 and 7627 secure). Status 0 with a null request
+    // means: no request on that port. Note the argument order.
     virtual unsigned long CreateHTTPRequest(HTTPRequest** out, int port) = 0;
     virtual unsigned long CreateMIBConnection(MIBConnection** out) = 0;
 };
@@ -87,6 +89,8 @@ public:
     virtual bool IsNotificationPending() = 0;
 };
 
+// One request to the device's web server, sent again as often as wanted.
+// Text arguments are zero-terminated wide strings.
 class ORVANE_API HTTPRequest : public virtual IDisposable {
 public:
     HTTPRequest();
@@ -94,17 +98,31 @@ public:
     virtual ~HTTPRequest();
     HTTPRequest& operator=(const HTTPRequest&);
 
+    // The path, for example L"/status.html".
     virtual void SetURI(const wchar_t* uri) = 0;
+    // Credentials for a device that asks for them (basic or digest).
     virtual void SetUserName(const wchar_t* name) = 0;
     virtual void SetPassword(const wchar_t* password) = 0;
+    // GET (the default), PUT, POST or DELETE in any case; E_NOTIMPL for
+    // anything else, which leaves the method as it was.
     virtual unsigned long SetMethod(const wchar_t* method) = 0;
+    // Sets or replaces a header; a null value removes it. Names are
+    // case-sensitive here and go out in the order of their code units.
     virtual void SetHeader(const wchar_t* name, const wchar_t* value) = 0;
     virtual void SetContentType(const wchar_t* type) = 0;
+    // The body, copied: the caller may free its data afterwards. The body
+    // goes out as text, up to its first zero byte.
     virtual void SetContent(const void* data, unsigned long size) = 0;
+    // Sends the request and waits for the whole answer. An HTTP error such
+    // as 404 is an answer: the status is 0 and GetStatusCode tells. E_FAIL
+    // if nothing usable came back; the former response then stays. The
+    // response belongs to the request and is valid until the next
+    // GetResponse or until the request is disposed.
     virtual unsigned long GetResponse(HTTPResponse** out) = 0;
 };
 
-// Not reference counted: owned by the request that made it.
+// The answer to an HTTPRequest. Not reference counted: owned by the request
+// that made it.
 class ORVANE_API HTTPResponse {
 public:
     HTTPResponse();
@@ -113,9 +131,14 @@ public:
     HTTPResponse& operator=(const HTTPResponse&);
 
     virtual unsigned long GetStatusCode() = 0;
+    // The header's value, the name compared without regard to case; null if
+    // the answer had no such header.
     virtual const wchar_t* GetHeader(const wchar_t* name) = 0;
     virtual const wchar_t* GetContentType() = 0;
+    // The length of the body, whole; 0 if there is none.
     virtual unsigned long GetContentAvailable() = 0;
+    // A copy of the body with a zero byte behind it, valid until the next
+    // call or until the response goes; null if there is no body.
     virtual const unsigned char* GetContent() = 0;
 };
 

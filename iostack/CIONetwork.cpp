@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "iostack/CIOSecureT.h"
 #include "logging/LogTrace.h"
 #include "utils/CProgressAggregator.h"
 #include "utils/StringUtils.h"
@@ -59,12 +60,10 @@ bool IsDottedTail(const std::wstring& text, size_t from)
 
 IDeviceConnection* CreateIONetwork(bool secure)
 {
-    // The secure connection does not exist yet: ports that ask for it get
-    // no connection.
-    if (secure) {
-        return nullptr;
-    }
     try {
+        if (secure) {
+            return new CIOSecureT<CIONetwork>();
+        }
         return new CIONetwork();
     } catch (const std::bad_alloc&) {
         return nullptr;
@@ -209,26 +208,39 @@ unsigned long CIONetwork::Init(const wchar_t* serviceAddress)
     if (m_hIO != INVALID_HANDLE_VALUE) {
         Cleanup();
     }
+    if (!SetFooting(serviceAddress, L"8080")) {
+        return logScope.m_errorCode = IOError_Fail;
+    }
+    return 0;
+}
+
+bool CIONetwork::SetFooting(const wchar_t* serviceAddress, const wchar_t* defaultPort)
+{
     std::wstring address;
     std::wstring port;
     if (!StringUtils::SplitHostPort(serviceAddress, address, port)) {
-        return logScope.m_errorCode = IOError_Fail;
+        return false;
     }
     m_address = address;
-    m_port = port.empty() ? L"8080" : port;
+    m_port = port.empty() ? defaultPort : port;
     m_serviceAddress = serviceAddress;
     m_addressFamily = IsIPv6(m_address) ? AF_INET6 : AF_INET;
-    return 0;
+    return true;
 }
 
 unsigned long CIONetwork::RediscoverDevice(QVUtils::IProgress* progress)
 {
     QV_LOG_FUNCTION(g_pIONetworkLog, L"QVIOStack::CIONetwork::RediscoverDevice");
+    return logScope.m_errorCode = Rediscover(logScope, progress);
+}
+
+unsigned long CIONetwork::Rediscover(QVLogging::CLogFunction& logScope, QVUtils::IProgress* progress)
+{
     const unsigned long refreshed = m_pDevice->Refresh(progress);
     if (refreshed != 0) {
         QV_LOG_ERROR(L"Failed to rediscover device");
         if (const unsigned long mapped = MapDeviceManagerError(refreshed)) {
-            return logScope.m_errorCode = mapped;
+            return mapped;
         }
     }
     for (FUNCTION_TYPE type : m_functions) {
@@ -242,7 +254,7 @@ unsigned long CIONetwork::RediscoverDevice(QVUtils::IProgress* progress)
         QV_LOG_ERROR(L"Failed to initialize connection with device service address (%s)",
                      function->GetAddress().c_str());
     }
-    return logScope.m_errorCode = IOError_Fail;
+    return IOError_Fail;
 }
 
 unsigned long CIONetwork::Open(QVUtils::IProgress* progress)

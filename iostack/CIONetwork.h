@@ -49,11 +49,12 @@ protected:
                        OVERLAPPED* overlapped) override;
     BOOL GetTransferResult(OVERLAPPED* overlapped, DWORD* done, BOOL wait) override;
 
-private:
-    SOCKET Socket() const { return reinterpret_cast<SOCKET>(m_hIO); }
-    // Connects the socket within the open timeout; the system's connect code.
-    int Connect(QVLogging::CLogFunction& logScope);
-    void ShutdownSocketServer();
+    // Splits a service address into address and port, `defaultPort` when it
+    // names none, and keeps the whole text; false when the text is refused.
+    bool SetFooting(const wchar_t* serviceAddress, const wchar_t* defaultPort);
+    // Finds the device again and takes the address of the first wanted
+    // function that can be parsed; the lines go into the caller's scope.
+    unsigned long Rediscover(QVLogging::CLogFunction& logScope, QVUtils::IProgress* progress);
 
     QVDeviceManager::INetworkDevice* m_pDevice = nullptr;
     std::list<QVDeviceManager::FUNCTION_TYPE> m_functions;
@@ -61,6 +62,13 @@ private:
     std::wstring m_address;
     std::wstring m_port;
     std::wstring m_serviceAddress;
+
+private:
+    SOCKET Socket() const { return reinterpret_cast<SOCKET>(m_hIO); }
+    // Connects the socket within the open timeout; the system's connect code.
+    int Connect(QVLogging::CLogFunction& logScope);
+    void ShutdownSocketServer();
+
     WSAEVENT m_hEvent = nullptr;
     bool m_bStarted = false;
     // Kept for a socket server thread that nothing starts; cleaned up in

@@ -116,6 +116,11 @@ SHORT CUserApi::GetKeyState(int nVirtKey)
     return ::GetKeyState(nVirtKey);
 }
 
+HWND CUserApi::GetDesktopWindow()
+{
+    return ::GetDesktopWindow();
+}
+
 }  // namespace QVWinApi
 
 namespace {

@@ -16,6 +16,7 @@
 #include "doubles/TempFolder.h"
 #include "logging/LogFlags.h"
 #include "logging/LogModules.h"
+#include "peers/CloseBarrier.h"
 #include "peers/LoopbackPeer.h"
 #include "winapi/CKernelApi.h"
 
@@ -126,7 +127,7 @@ TEST(StreamLog, EveryOperationOnTheStreamPathIsTraced)
     while (!gone) {
         Sleep(1);
     }
-    Sleep(1000);  // the device's close reaches the connection
+    ASSERT_TRUE(peers::WaitForEarlierClosesToArrive());  // the device's close reaches the connection
     ASSERT_EQ(0u, stream->Write("again", 5, &count));  // reconnects
     stream->SetReadTimeout(5000);
     ASSERT_EQ(0u, stream->Read(buffer, sizeof(buffer), &count));

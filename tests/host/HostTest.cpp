@@ -1,14 +1,49 @@
 // A host's view: only the public header and the DLL's import library.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 #include "orvane64.h"
+#include "peers/HTTPAnswer.h"
 #include "peers/LoopbackPeer.h"
 
+using peers::HTTPAnswer;
 using peers::LoopbackPeer;
 
 namespace {
+
+// The vtable slot of a virtual member function. With the Itanium C++ ABI of
+// g++ the pointer holds 1 plus the byte offset of the slot.
+template <typename MemberFunction>
+size_t SlotOf(MemberFunction function)
+{
+    static_assert(sizeof function == 2 * sizeof(uintptr_t), "pointer and adjustment");
+    uintptr_t raw[2];
+    std::memcpy(raw, &function, sizeof raw);
+    EXPECT_EQ(raw[0] & 1, 1u) << "not a virtual function";
+    return (raw[0] - 1) / sizeof(void*);
+}
+
+// A class that adds one virtual function behind all of the class's own.
+template <typename Class>
+struct Extended : Class {
+    virtual void Appended() {}
+};
+
+// The operations follow each other in the listed order, right behind the
+// destructor's two entries (complete and deleting), and are the last.
+template <typename Class>
+void ExpectSlotsAfterTheDestructor(const std::vector<size_t>& slots, size_t firstSlot)
+{
+    for (size_t i = 0; i < slots.size(); ++i) {
+        EXPECT_EQ(firstSlot + i, slots[i]) << "operation " << i;
+    }
+    EXPECT_EQ(firstSlot + slots.size(), SlotOf(&Extended<Class>::Appended));
+}
 
 TEST(Host, WritesAndReadsThroughAnAddressAndAStream)
 {
@@ -65,6 +100,80 @@ TEST(Host, PortsOutsideTheStreamRangeGiveNoStream)
     Orvane::Notifier* notifier = nullptr;
     EXPECT_EQ(static_cast<unsigned long>(E_FAIL), address->CreateNotifier(&notifier));
     EXPECT_EQ(nullptr, notifier);
+    EXPECT_EQ(0u, address->Dispose());
+}
+
+TEST(Host, HTTPRequestHasItsOperationsInOrderBehindTheDestructor)
+{
+    using Orvane::HTTPRequest;
+    // Behind the four counting operations of the public IDisposable and the
+    // destructor's two entries.
+    ExpectSlotsAfterTheDestructor<HTTPRequest>({SlotOf(&HTTPRequest::SetURI), SlotOf(&HTTPRequest::SetUserName),
+                                                SlotOf(&HTTPRequest::SetPassword), SlotOf(&HTTPRequest::SetMethod),
+                                                SlotOf(&HTTPRequest::SetHeader), SlotOf(&HTTPRequest::SetContentType),
+                                                SlotOf(&HTTPRequest::SetContent), SlotOf(&HTTPRequest::GetResponse)},
+                                               6);
+}
+
+TEST(Host, HTTPResponseHasItsOperationsInOrderBehindTheDestructor)
+{
+    using Orvane::HTTPResponse;
+    ExpectSlotsAfterTheDestructor<HTTPResponse>(
+        {SlotOf(&HTTPResponse::GetStatusCode), SlotOf(&HTTPResponse::GetHeader), SlotOf(&HTTPResponse::GetContentType),
+         SlotOf(&HTTPResponse::GetContentAvailable), SlotOf(&HTTPResponse::GetContent)},
+        2);
+}
+
+TEST(Host, AddressMakesHTTPRequestsInTheSixthSlotWithTheRequestFirst)
+{
+    using Orvane::Address;
+    ExpectSlotsAfterTheDestructor<Address>({SlotOf(&Address::IsConnected), SlotOf(&Address::GetAddress),
+                                            SlotOf(&Address::CreateStream), SlotOf(&Address::CreateNotifier),
+                                            SlotOf(&Address::CreateHTTPRequest),
+                                            SlotOf(&Address::CreateMIBConnection)},
+                                           6);
+    static_assert(std::is_same_v<decltype(&Address::CreateHTTPRequest),
+                                 unsigned long (Address::*)(Orvane::HTTPRequest**, int)>,
+                  "the request comes first, the port second");
+}
+
+TEST(Host, FetchesAPageThroughAnAddressAndAnHTTPRequest)
+{
+    HTTPAnswer answer("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: 13\r\n\r\n<p>hello</p>\n");
+    LoopbackPeer peer(answer.Session(), LoopbackPeer::PortChoice::HTTPRange);
+    Orvane::Address* address = Orvane::CreateAddressFromIPAddress(L"127.0.0.1");
+    ASSERT_NE(nullptr, address);
+    Orvane::HTTPRequest* request = nullptr;
+    ASSERT_EQ(0u, address->CreateHTTPRequest(&request, peer.Port()));
+    ASSERT_NE(nullptr, request);
+    EXPECT_EQ(0u, address->Dispose());
+
+    request->SetURI(L"/index.html");
+    request->SetHeader(L"Accept", L"text/html");
+    Orvane::HTTPResponse* response = nullptr;
+    ASSERT_EQ(0u, request->GetResponse(&response));
+    ASSERT_NE(nullptr, response);
+    EXPECT_EQ(200u, response->GetStatusCode());
+    EXPECT_STREQ(L"text/html", response->GetContentType());
+    EXPECT_STREQ(L"13", response->GetHeader(L"content-length"));
+    EXPECT_EQ(13u, response->GetContentAvailable());
+    const unsigned char* content = response->GetContent();
+    ASSERT_NE(nullptr, content);
+    EXPECT_STREQ("<p>hello</p>\n", reinterpret_cast<const char*>(content));
+    ASSERT_TRUE(answer.WaitRequests(1));
+    EXPECT_EQ("GET /index.html HTTP/1.1\r\nAccept: text/html\r\nHOST: 127.0.0.1:" + std::to_string(peer.Port())
+                  + "\r\n\r\n",
+              answer.Requests()[0]);
+    EXPECT_EQ(0u, request->Dispose());
+}
+
+TEST(Host, PortsOutsideTheHTTPRangeGiveNoRequest)
+{
+    Orvane::Address* address = Orvane::CreateAddressFromIPAddress(L"192.0.2.7");
+    ASSERT_NE(nullptr, address);
+    Orvane::HTTPRequest* request = reinterpret_cast<Orvane::HTTPRequest*>(1);
+    EXPECT_EQ(0u, address->CreateHTTPRequest(&request, 8081));
+    EXPECT_EQ(nullptr, request);
     EXPECT_EQ(0u, address->Dispose());
 }
 

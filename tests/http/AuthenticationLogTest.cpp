@@ -4,26 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "doubles/ApiOverride.h"
+#include "doubles/LogFileLines.h"
 #include "doubles/LoggingRegistry.h"
 #include "doubles/TempFolder.h"
 #include "http/CHTTPNavigateParams.h"
 #include "http/HTTPStatus.h"
-#include "http/ScriptedDevice.h"
+#include "http/HTTPTestSupport.h"
 #include "logging/LogFlags.h"
 #include "logging/LogModules.h"
 #include "winapi/CKernelApi.h"
 
 using namespace QVIOStack;
-using http_test::HeadersInTurn;
-using http_test::RecordingConnection;
-using http_test::ScriptedReadClient;
+using http_test::ObservedClient;
+using http_test::ScriptedDevice;
 
 namespace {
 
@@ -44,37 +41,6 @@ void PollModules(LaterClock& clock)
     }
 }
 
-std::vector<std::wstring> ReadLines(const std::wstring& path)
-{
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    std::vector<std::wstring> lines(1);
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        const wchar_t c = static_cast<wchar_t>(static_cast<unsigned char>(bytes[i])
-                                               | static_cast<unsigned char>(bytes[i + 1]) << 8);
-        if (c == L'\n' && !lines.back().empty() && lines.back().back() == L'\r') {
-            lines.back().pop_back();
-            lines.emplace_back();
-        } else {
-            lines.back() += c;
-        }
-    }
-    return lines;
-}
-
-// Each expected text must start a line, in this order.
-void ExpectInOrder(const std::vector<std::wstring>& lines, const std::vector<std::wstring>& expected)
-{
-    size_t at = 0;
-    for (const std::wstring& text : expected) {
-        while (at < lines.size() && lines[at].rfind(text, 0) != 0) {
-            ++at;
-        }
-        ASSERT_LT(at, lines.size()) << "missing, or out of order: " << std::string(text.begin(), text.end());
-        ++at;
-    }
-}
-
 TEST(AuthenticationLog, RetryAndRedirectionAreTracedWithoutThePassword)
 {
     LaterClock clock;
@@ -89,35 +55,31 @@ TEST(AuthenticationLog, RetryAndRedirectionAreTracedWithoutThePassword)
         registry.SetDword(L"", L"LogOptions", 0);
         PollModules(clock);
 
-        std::vector<std::string> writes;
-        auto* connection = RecordingConnection(L"10.0.0.5", L"80", &writes);
-        {
-            ScriptedReadClient http(connection,
-                                    HeadersInTurn({"HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest "
-                                                   "realm=\"r\", nonce=\"n\", qop=\"auth\"\r\n\r\n",
-                                                   "HTTP/1.1 302 Found\r\nLocation: /relative\r\n\r\n"}));
-            CHTTPNavigateParams params;
-            params.SetURI(L"/a");
-            params.SetUserName(L"admin");
-            params.SetPassword(L"Circle Of Life");
-            EXPECT_EQ(Error_BadLocation, http.Navigate(&params, nullptr));
+        ScriptedDevice device;
+        device.Answer("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest realm=\"r\", nonce=\"n\", "
+                      "qop=\"auth\"\r\nContent-Length: 0\r\n\r\n");
+        device.defaultAnswer = "HTTP/1.1 302 Found\r\nLocation: /relative\r\nContent-Length: 0\r\n\r\n";
+        ObservedClient http(&device.Connection());
+        CHTTPNavigateParams params;
+        params.SetURI(L"/a");
+        params.SetUserName(L"admin");
+        params.SetPassword(L"Circle Of Life");
+        EXPECT_EQ(Error_BadLocation, http.Navigate(&params, nullptr));
 
-            CHTTPNavigateParams unknown;
-            unknown.SetURI(L"/b");
-            unknown.SetAuthScheme(7);
-            EXPECT_EQ(Error_BadLocation, http.Navigate(&unknown, nullptr));
-        }
-        connection->Dispose();
+        CHTTPNavigateParams unknown;
+        unknown.SetURI(L"/b");
+        unknown.SetAuthScheme(7);
+        EXPECT_EQ(Error_BadLocation, http.Navigate(&unknown, nullptr));
     }
     PollModules(clock);
 
-    const std::vector<std::wstring> lines = ReadLines(logFile);
-    ExpectInOrder(lines, {
+    const std::vector<std::wstring> lines = doubles::ReadLogLines(logFile);
+    doubles::ExpectLinesInOrder(lines, {
         L"(->) CHTTPClient::Navigate",
-        L"(->) CHTTPClient::SetHeaders",
+        L"(->) CHTTPClient::ReadResponse",
         L"(->) CHTTPClient::SetupAuthentication",
         L"(<-) CHTTPClient::SetupAuthentication",
-        L"(<-) CHTTPClient::SetHeaders",
+        L"(<-) CHTTPClient::ReadResponse",
         L"(->) CHTTPClient::Navigate",
         L"(->) CHTTPClient::BuildRequest",
         L"(->) MD5::MD5",

@@ -1,6 +1,7 @@
 // Authentication as a device asks for it: the scheme read from the
-// WWW-Authenticate header of a 401, handed back through SetHeaders, and the
-// Authorization header of the one retry, byte for byte on the wire.
+// WWW-Authenticate header of a 401, as the response reader reads it or as a
+// connection that does HTTP itself hands it back, and the Authorization
+// header of the one retry, byte for byte on the wire.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,14 +11,13 @@
 #include "doubles/ApiOverride.h"
 #include "http/CHTTPNavigateParams.h"
 #include "http/HTTPStatus.h"
-#include "http/ScriptedDevice.h"
+#include "http/HTTPTestSupport.h"
 #include "winapi/CCryptApi.h"
 
 using namespace QVIOStack;
 using doubles::MockDeviceConnection;
-using http_test::HeadersInTurn;
-using http_test::RecordingConnection;
-using http_test::ScriptedReadClient;
+using http_test::ObservedClient;
+using http_test::ScriptedDevice;
 using ::testing::_;
 using ::testing::Invoke;
 using ::testing::NiceMock;
@@ -26,13 +26,13 @@ using ::testing::Return;
 namespace {
 
 const std::string kGetA = "GET /a HTTP/1.1\r\nHOST: 10.0.0.5:80\r\n\r\n";
-const std::string kOk = "HTTP/1.1 200 OK\r\n\r\n";
+const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
 const std::string kNonce = "dcd98b7102dd2f0e8b11d0f600bfb0c093";
 const std::string kOpaque = "5ccc069c403ebaf9f0171e9517f40e41";
 
 std::string Challenge(const std::string& value)
 {
-    return "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: " + value + "\r\n\r\n";
+    return "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: " + value + "\r\nContent-Length: 0\r\n\r\n";
 }
 
 std::string Request(const std::string& uri, const std::string& authorization)
@@ -49,20 +49,17 @@ std::string MufasaDigest(const std::string& nonce, const std::string& qopFields,
         + kOpaque + "\"";
 }
 
+// A device that answers 200 with no content unless a test scripts other
+// answers.
 struct Authentication : ::testing::Test {
-    void SetUp() override
+    Authentication()
     {
-        connection = RecordingConnection(L"10.0.0.5", L"80", &writes);
+        device.defaultAnswer = kOk;
         params.SetURI(L"/a");
     }
-    void TearDown() override
+    ObservedClient& Client()
     {
-        client.reset();
-        connection->Dispose();
-    }
-    ScriptedReadClient& Client(std::vector<std::string> answers)
-    {
-        client = std::make_unique<ScriptedReadClient>(connection, HeadersInTurn(std::move(answers)));
+        client = std::make_unique<ObservedClient>(connection);
         return *client;
     }
     // The user, password, URI and client nonce of the published digest example.
@@ -74,18 +71,21 @@ struct Authentication : ::testing::Test {
         params.SetCNonce(L"0a4f113b");
     }
 
-    std::vector<std::string> writes;
-    NiceMock<MockDeviceConnection>* connection = nullptr;
-    std::unique_ptr<ScriptedReadClient> client;
+    ScriptedDevice device;
+    NiceMock<MockDeviceConnection>* connection = &device.Connection();
+    std::vector<std::string>& writes = device.requests;
+    std::unique_ptr<ObservedClient> client;
     CHTTPNavigateParams params;
 };
 
 TEST_F(Authentication, BasicChallengeWithoutUserNameSendsTheEncodingOfAColon)
 {
-    ScriptedReadClient& http = Client({Challenge("Basic realm=\"x\""), kOk});
+    device.Answer(Challenge("Basic realm=\"x\""));
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ((std::vector<std::string>{kGetA, Request("/a", "Basic Og==")}), writes);
     EXPECT_EQ(2, http.reads);
+    EXPECT_EQ((std::vector<unsigned long>{401, 200}), http.statusCodes);
     EXPECT_EQ(200u, http.GetStatusCode());
     EXPECT_EQ(1u, params.GetAuthScheme());
     EXPECT_TRUE(params.TriedAuthenticating());
@@ -93,7 +93,8 @@ TEST_F(Authentication, BasicChallengeWithoutUserNameSendsTheEncodingOfAColon)
 
 TEST_F(Authentication, BasicCredentialsOfTheClientAreEncoded)
 {
-    ScriptedReadClient& http = Client({Challenge("Basic realm=\"device\""), kOk});
+    device.Answer(Challenge("Basic realm=\"device\""));
+    ObservedClient& http = Client();
     http.SetUserName(L"admin");
     http.SetPassword(L"orvane");
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
@@ -104,9 +105,9 @@ TEST_F(Authentication, BasicCredentialsOfTheClientAreEncoded)
 TEST_F(Authentication, QuotedQopListBeforeNonceLosesTheNonce)
 {
     Mufasa();
-    ScriptedReadClient& http = Client({Challenge("Digest realm=\"testrealm@host.com\", qop=\"auth,auth-int\", nonce=\""
-                                                 + kNonce + "\", opaque=\"" + kOpaque + "\""),
-                                       kOk});
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", qop=\"auth,auth-int\", nonce=\"" + kNonce
+                            + "\", opaque=\"" + kOpaque + "\""));
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(3u, params.GetAuthScheme());
     EXPECT_EQ(L"", std::wstring(params.GetNonce()));
@@ -122,9 +123,9 @@ TEST_F(Authentication, QuotedQopListBeforeNonceLosesTheNonce)
 TEST_F(Authentication, QuotedQopListPlacedLastLeavesEveryOtherParameterRead)
 {
     Mufasa();
-    ScriptedReadClient& http = Client({Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce
-                                                 + "\", opaque=\"" + kOpaque + "\", qop=\"auth,auth-int\""),
-                                       kOk});
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\", opaque=\"" + kOpaque
+                            + "\", qop=\"auth,auth-int\""));
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(3u, params.GetAuthScheme());
     ASSERT_EQ(2u, writes.size());
@@ -142,9 +143,9 @@ TEST_F(Authentication, QopAuthIntGivesScheme4AndIsComputedAsAuthWithoutTheBody)
     params.SetHTTPRequestMethod(2);
     params.SetData("hello");
     params.SetDataLength(5, false);
-    ScriptedReadClient& http = Client({Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce
-                                                 + "\", qop=\"auth-int\", opaque=\"" + kOpaque + "\""),
-                                       kOk});
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\", qop=\"auth-int\", opaque=\""
+                            + kOpaque + "\""));
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(4u, params.GetAuthScheme());
     ASSERT_EQ(2u, writes.size());
@@ -158,9 +159,9 @@ TEST_F(Authentication, QopAuthIntGivesScheme4AndIsComputedAsAuthWithoutTheBody)
 TEST_F(Authentication, NoQopGivesScheme2WithoutCountOrClientNonceAndTheThreePartResponse)
 {
     Mufasa();
-    ScriptedReadClient& http = Client(
-        {Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\", opaque=\"" + kOpaque + "\""),
-         kOk});
+    device.Answer(
+        Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\", opaque=\"" + kOpaque + "\""));
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(2u, params.GetAuthScheme());
     ASSERT_EQ(2u, writes.size());
@@ -174,7 +175,8 @@ TEST_F(Authentication, DigestInAnyCaseOfLettersIsAccepted)
     for (const char* scheme : {"dIgEsT", "DIGEST", "digest"}) {
         CHTTPNavigateParams fresh;
         fresh.SetURI(L"/a");
-        ScriptedReadClient& http = Client({Challenge(std::string(scheme) + " realm=\"r\", nonce=\"n\""), kOk});
+        device.Answer(Challenge(std::string(scheme) + " realm=\"r\", nonce=\"n\""));
+        ObservedClient& http = Client();
         EXPECT_EQ(0u, http.Navigate(&fresh, nullptr));
         EXPECT_EQ(2u, fresh.GetAuthScheme()) << scheme;
         EXPECT_EQ(L"n", std::wstring(fresh.GetNonce())) << scheme;
@@ -182,19 +184,19 @@ TEST_F(Authentication, DigestInAnyCaseOfLettersIsAccepted)
     }
     CHTTPNavigateParams basic;
     basic.SetURI(L"/a");
-    EXPECT_EQ(0u, Client({Challenge("bASIC realm=\"r\""), kOk}).Navigate(&basic, nullptr));
+    device.Answer(Challenge("bASIC realm=\"r\""));
+    EXPECT_EQ(0u, Client().Navigate(&basic, nullptr));
     EXPECT_EQ(1u, basic.GetAuthScheme());
 }
 
 TEST_F(Authentication, ASecond401WithStaleTrueIsNotRetriedAndUpdatesTheNonce)
 {
     Mufasa();
-    ScriptedReadClient& http
-        = Client({Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce1\", opaque=\"" + kOpaque
-                            + "\", qop=\"auth\""),
-                  Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce2\", opaque=\"" + kOpaque
-                            + "\", stale=true, qop=\"auth\""),
-                  kOk});
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce1\", opaque=\"" + kOpaque
+                            + "\", qop=\"auth\""));
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce2\", opaque=\"" + kOpaque
+                            + "\", stale=true, qop=\"auth\""));
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(2, http.reads);
     EXPECT_EQ(401u, http.GetStatusCode());
@@ -208,11 +210,11 @@ TEST_F(Authentication, ASecond401WithStaleTrueIsNotRetriedAndUpdatesTheNonce)
 TEST_F(Authentication, ASecondUseOfTheParametersSendsAuthorizationAtOnceAndItsRetryIsSpent)
 {
     Mufasa();
-    ScriptedReadClient& http
-        = Client({Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce1\", opaque=\"" + kOpaque
-                            + "\", qop=\"auth\""),
-                  Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce2\", opaque=\"" + kOpaque
-                            + "\", stale=true, qop=\"auth\"")});
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce1\", opaque=\"" + kOpaque
+                            + "\", qop=\"auth\""));
+    device.defaultAnswer = Challenge("Digest realm=\"testrealm@host.com\", nonce=\"nonce2\", opaque=\"" + kOpaque
+                                     + "\", stale=true, qop=\"auth\"");
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     writes.clear();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
@@ -226,7 +228,8 @@ TEST_F(Authentication, ASecondUseOfTheParametersSendsAuthorizationAtOnceAndItsRe
 
 TEST_F(Authentication, ADeviceThatAlwaysAnswers401GetsExactlyOneRetry)
 {
-    ScriptedReadClient& http = Client({Challenge("Basic realm=\"x\"")});
+    device.defaultAnswer = Challenge("Basic realm=\"x\"");
+    ObservedClient& http = Client();
     EXPECT_CALL(*connection, Open(_)).Times(2).WillRepeatedly(Return(0));
     EXPECT_CALL(*connection, Close()).Times(2).WillRepeatedly(Return(0));
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
@@ -239,7 +242,7 @@ TEST_F(Authentication, AConnectionThatDoesHTTPItselfRetriesThroughTheClientOnce)
 {
     // As the TLS connection does: hand back the 401 and, while the
     // parameters have a scheme not yet tried, navigate once more.
-    ScriptedReadClient& http = Client({});
+    ObservedClient& http = Client();
     std::vector<std::wstring> requests;
     EXPECT_CALL(*connection, IsHTTPCapable()).WillRepeatedly(Return(true));
     EXPECT_CALL(*connection, Navigate(&params, &http, _))
@@ -267,7 +270,8 @@ TEST_F(Authentication, AConnectionThatDoesHTTPItselfRetriesThroughTheClientOnce)
 TEST_F(Authentication, AnUnknownSchemeSendsNoHeaderAndSpendsTheRetry)
 {
     params.SetAuthScheme(7);
-    ScriptedReadClient& http = Client({Challenge("Negotiate abc")});
+    device.defaultAnswer = Challenge("Negotiate abc");
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(1, http.reads);
     EXPECT_TRUE(params.TriedAuthenticating());
@@ -280,18 +284,19 @@ TEST_F(Authentication, AnUnknownOrMalformedChallengeLeavesTheSchemeAndIsNotRetri
     for (const char* challenge : {"Negotiate abc", "Basic", "Digest"}) {
         CHTTPNavigateParams fresh;
         fresh.SetURI(L"/a");
-        ScriptedReadClient& http = Client({Challenge(challenge)});
+        device.Answer(Challenge(challenge));
+        ObservedClient& http = Client();
         EXPECT_EQ(0u, http.Navigate(&fresh, nullptr));
         EXPECT_EQ(0u, fresh.GetAuthScheme()) << challenge;
         EXPECT_EQ(1, http.reads) << challenge;
+        EXPECT_EQ(401u, http.GetStatusCode()) << challenge;
     }
 }
 
 TEST_F(Authentication, DigestParametersLowerCaseTheirNamesAndKeepEqualsSignsInValues)
 {
-    ScriptedReadClient& http
-        = Client({Challenge("Digest  REALM=\"r\",   Nonce=\"YWJj==\",opaque=o, qop=auth"), kOk});
-    EXPECT_EQ(0u, http.Navigate(&params, nullptr));
+    device.Answer(Challenge("Digest  REALM=\"r\",   Nonce=\"YWJj==\",opaque=o, qop=auth"));
+    EXPECT_EQ(0u, Client().Navigate(&params, nullptr));
     EXPECT_EQ(3u, params.GetAuthScheme());
     EXPECT_EQ(L"r", std::wstring(params.GetRealm()));
     EXPECT_EQ(L"YWJj==", std::wstring(params.GetNonce()));
@@ -301,8 +306,8 @@ TEST_F(Authentication, DigestParametersLowerCaseTheirNamesAndKeepEqualsSignsInVa
 TEST_F(Authentication, FiftySevenCharactersOfCredentialsBreakTheAuthorizationLine)
 {
     params.SetUserName(std::wstring(56, L'u').c_str());
-    ScriptedReadClient& http = Client({Challenge("Basic realm=\"x\""), kOk});
-    EXPECT_EQ(0u, http.Navigate(&params, nullptr));
+    device.Answer(Challenge("Basic realm=\"x\""));
+    EXPECT_EQ(0u, Client().Navigate(&params, nullptr));
     ASSERT_EQ(2u, writes.size());
     EXPECT_EQ("GET /a HTTP/1.1\r\nAuthorization: Basic "
               "dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXV1dXU6\r\n"
@@ -313,9 +318,9 @@ TEST_F(Authentication, FiftySevenCharactersOfCredentialsBreakTheAuthorizationLin
 TEST_F(Authentication, TheDigestURIHasNoRootInFrontOfIt)
 {
     Mufasa();
-    ScriptedReadClient& http = Client({Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce
-                                                 + "\", opaque=\"" + kOpaque + "\", qop=\"auth\""),
-                                       kOk});
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\", opaque=\"" + kOpaque
+                            + "\", qop=\"auth\""));
+    ObservedClient& http = Client();
     http.SetRoot(L"/dev");
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     ASSERT_EQ(2u, writes.size());
@@ -341,18 +346,17 @@ TEST_F(Authentication, AProviderFailureSendsTheHeaderWithAnEmptyResponse)
     FailingCryptApi crypt;
     const doubles::ApiOverride<QVWinApi::ICryptApi> swap(g_pCryptApi, crypt);
     Mufasa();
-    ScriptedReadClient& http = Client({Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce
-                                                 + "\", opaque=\"" + kOpaque + "\", qop=\"auth\""),
-                                       kOk});
-    EXPECT_EQ(0u, http.Navigate(&params, nullptr));
+    device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\", opaque=\"" + kOpaque
+                            + "\", qop=\"auth\""));
+    EXPECT_EQ(0u, Client().Navigate(&params, nullptr));
     ASSERT_EQ(2u, writes.size());
     EXPECT_EQ(Request("/dir/index.html", MufasaDigest(kNonce, ", qop=auth, nc=00000001, cnonce=\"0a4f113b\"", "")),
               writes[1]);
 }
 
-TEST_F(Authentication, HeadersHandedBackOutsideAnExchangeAreOnlyKept)
+TEST(AuthenticationHandBack, HeadersHandedBackOutsideAnExchangeAreOnlyKept)
 {
-    ScriptedReadClient& http = Client({});
+    CHTTPClient http;
     http.SetHeaders(Challenge("Basic realm=\"x\"").c_str());
     EXPECT_EQ(401u, http.GetStatusCode());
     EXPECT_EQ(L"Basic realm=\"x\"", std::wstring(http.GetHeaderEntry(L"www-authenticate")));

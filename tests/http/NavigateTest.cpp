@@ -19,9 +19,10 @@
 using namespace QVIOStack;
 using doubles::MockDeviceConnection;
 using doubles::ScriptedProgress;
-using http_test::AnswerWith;
-using http_test::ScriptedReadClient;
+using http_test::ObservedClient;
+using http_test::ScriptedDevice;
 using ::testing::_;
+using ::testing::AnyNumber;
 using ::testing::InSequence;
 using ::testing::Invoke;
 using ::testing::NiceMock;
@@ -31,16 +32,7 @@ using ::testing::Return;
 namespace {
 
 const std::string kGetA = "GET /a HTTP/1.1\r\nHOST: 10.0.0.5:80\r\n\r\n";
-
-// Takes a write whole and keeps its bytes.
-auto TakeAll(std::vector<std::string>* writes)
-{
-    return [writes](const void* buffer, unsigned long size, unsigned long* written, QVUtils::IProgress*) {
-        writes->emplace_back(static_cast<const char*>(buffer), size);
-        *written = size;
-        return 0UL;
-    };
-}
+const std::string kOK = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
 
 // Takes at most `most` bytes of a write.
 auto TakeAtMost(std::vector<std::string>* writes, unsigned long most)
@@ -53,38 +45,25 @@ auto TakeAtMost(std::vector<std::string>* writes, unsigned long most)
     };
 }
 
-NiceMock<MockDeviceConnection>* MakeConnection(const wchar_t* address, const wchar_t* port,
-                                               std::vector<std::string>* writes)
-{
-    auto* connection = new NiceMock<MockDeviceConnection>();
-    connection->AddRef();
-    ON_CALL(*connection, GetAddress()).WillByDefault(Return(address));
-    ON_CALL(*connection, GetPort()).WillByDefault(Return(port));
-    ON_CALL(*connection, Write(_, _, _, _)).WillByDefault(Invoke(TakeAll(writes)));
-    return connection;
-}
-
+// A device that answers every request with 200 and no content, unless a
+// test scripts other answers.
 struct Navigate : ::testing::Test {
-    void SetUp() override { connection = MakeConnection(L"10.0.0.5", L"80", &writes); }
-    void TearDown() override
+    Navigate() { device.defaultAnswer = kOK; }
+    ObservedClient& Client()
     {
-        client.reset();
-        connection->Dispose();
-    }
-    ScriptedReadClient& Client(ScriptedReadClient::Reader reader = AnswerWith(200))
-    {
-        client = std::make_unique<ScriptedReadClient>(connection, std::move(reader));
+        client = std::make_unique<ObservedClient>(connection);
         return *client;
     }
 
-    std::vector<std::string> writes;
-    NiceMock<MockDeviceConnection>* connection = nullptr;
-    std::unique_ptr<ScriptedReadClient> client;
+    ScriptedDevice device;
+    NiceMock<MockDeviceConnection>* connection = &device.Connection();
+    std::vector<std::string>& writes = device.requests;
+    std::unique_ptr<ObservedClient> client;
 };
 
 TEST_F(Navigate, RunsOnAConnectionThatIsNotASocket)
 {
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     {
         InSequence order;
         EXPECT_CALL(*connection, Open(NotNull())).WillOnce(Return(0));
@@ -99,13 +78,16 @@ TEST_F(Navigate, RunsOnAConnectionThatIsNotASocket)
         EXPECT_CALL(*connection, Write(NotNull(), kGetA.size(), NotNull(), NotNull()));
         EXPECT_CALL(*connection, UnlockWrite());
         EXPECT_CALL(*connection, LockRead());
+        EXPECT_CALL(*connection, Read(NotNull(), 4096, NotNull(), NotNull()));
         EXPECT_CALL(*connection, UnlockRead());
         EXPECT_CALL(*connection, Close()).WillOnce(Return(0));
     }
     EXPECT_EQ(0u, http.Navigate(L"/a", 0, nullptr));
     EXPECT_EQ(std::vector<std::string>{kGetA}, writes);
     EXPECT_EQ(1, http.reads);
+    EXPECT_EQ(0u, http.lastRead);
     EXPECT_EQ(200u, http.GetStatusCode());
+    EXPECT_EQ(kOK, device.read);
 }
 
 TEST_F(Navigate, DrainingReadsUntilNothingComes)
@@ -117,12 +99,13 @@ TEST_F(Navigate, DrainingReadsUntilNothingComes)
             *count = ++reads < 3 ? 10 : 0;
             return 0UL;
         }));
+    EXPECT_CALL(*connection, Read(_, _, _, NotNull())).Times(AnyNumber());
     EXPECT_EQ(0u, Client().Navigate(L"/a", 0, nullptr));
 }
 
 TEST_F(Navigate, EmptyDeviceResponeAlwaysSucceedsAndRestoresTheReadTimeout)
 {
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_CALL(*connection, GetReadTimeout()).WillOnce(Return(1234));
     EXPECT_CALL(*connection, SetReadTimeout(100));
     EXPECT_CALL(*connection, Read(_, 4096, _, nullptr)).WillOnce(Return(IOError_Fail));
@@ -145,13 +128,15 @@ TEST_F(Navigate, TwiceOnOneParameterObjectReplacesHostAndKeepsAuthorization)
     CHTTPNavigateParams params;
     params.SetURI(L"/a");
     params.AddExtraHeader(L"Authorization", L"Basic Og==");
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(L"10.0.0.5:80", std::wstring(params.GetExtraHeader(L"HOST")));
 
-    std::vector<std::string> secondWrites;
-    auto* second = MakeConnection(L"10.0.0.6", L"8080", &secondWrites);
-    ASSERT_EQ(0u, http.Initialize(second));
+    ScriptedDevice second;
+    second.defaultAnswer = kOK;
+    ON_CALL(second.Connection(), GetAddress()).WillByDefault(Return(L"10.0.0.6"));
+    ON_CALL(second.Connection(), GetPort()).WillByDefault(Return(L"8080"));
+    ASSERT_EQ(0u, http.Initialize(&second.Connection()));
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(L"10.0.0.6:8080", std::wstring(params.GetExtraHeader(L"HOST")));
     EXPECT_EQ(L"Basic Og==", std::wstring(params.GetExtraHeader(L"Authorization")));
@@ -159,8 +144,8 @@ TEST_F(Navigate, TwiceOnOneParameterObjectReplacesHostAndKeepsAuthorization)
               writes);
     EXPECT_EQ(
         std::vector<std::string>{"GET /a HTTP/1.1\r\nAuthorization: Basic Og==\r\nHOST: 10.0.0.6:8080\r\n\r\n"},
-        secondWrites);
-    second->Dispose();
+        second.requests);
+    client.reset();
 }
 
 // Parameters whose data pointer is null when the request is built and set
@@ -190,14 +175,16 @@ TEST_F(Navigate, RequestTextGoesOutInCodePage1252)
 
 TEST_F(Navigate, Status404GivesNavigateResult0)
 {
-    ScriptedReadClient& http = Client(AnswerWith(404));
+    device.Answer("HTTP/1.1 404 Not Found\r\nContent-Length: 9\r\n\r\nNot found");
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(L"/missing", 0, nullptr));
     EXPECT_EQ(404u, http.GetStatusCode());
+    EXPECT_EQ(0u, http.lastRead);
 }
 
 TEST_F(Navigate, ExceptionPathClosesTheSessionOnceAndTheExceptionReachesTheCaller)
 {
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_CALL(*connection, Write(_, _, _, _)).WillOnce(Invoke([](const void*, unsigned long, unsigned long*,
                                                                    QVUtils::IProgress*) -> unsigned long {
         throw std::runtime_error("wire cut");
@@ -211,7 +198,7 @@ TEST_F(Navigate, ExceptionPathClosesTheSessionOnceAndTheExceptionReachesTheCalle
 
 TEST_F(Navigate, ConnectionThatDoesHTTPTakesTheExchangeOver)
 {
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     CHTTPNavigateParams params;
     params.SetURI(L"/a");
     EXPECT_CALL(*connection, IsHTTPCapable()).WillRepeatedly(Return(true));
@@ -238,7 +225,7 @@ TEST_F(Navigate, ConnectionThatDoesHTTPTakesTheExchangeOver)
 
 TEST_F(Navigate, FailureOfTheConnectionsOwnExchangeIsErrorFail)
 {
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_CALL(*connection, IsHTTPCapable()).WillRepeatedly(Return(true));
     EXPECT_CALL(*connection, Navigate(_, _, _)).WillOnce(Return(IOError_Fail));
     EXPECT_CALL(*connection, Close()).Times(1).WillOnce(Return(0));
@@ -249,7 +236,7 @@ TEST_F(Navigate, AWriteOfAtLeastWhatIsLeftEndsTheLoopWithTheRestUnsent)
 {
     const unsigned long most = static_cast<unsigned long>(kGetA.size()) - 3;
     EXPECT_CALL(*connection, Write(_, _, _, _)).WillOnce(Invoke(TakeAtMost(&writes, most)));
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(L"/a", 0, nullptr));
     EXPECT_EQ(std::vector<std::string>{kGetA.substr(0, most)}, writes);
     EXPECT_EQ(1, http.reads);
@@ -269,7 +256,7 @@ TEST_F(Navigate, ASmallerWriteIsFollowedByOneForTheRest)
     params.SetSendStatusParam(&seen);
     EXPECT_CALL(*connection, Write(_, _, _, _))
         .WillOnce(Invoke(TakeAtMost(&writes, 10)))
-        .WillOnce(Invoke(TakeAll(&writes)));
+        .WillOnce(Invoke(TakeAtMost(&writes, 1000)));
     EXPECT_EQ(0u, Client().Navigate(&params, nullptr));
     const std::vector<std::string> expected{kGetA.substr(0, 10), kGetA.substr(10)};
     EXPECT_EQ(expected, writes);
@@ -293,7 +280,7 @@ TEST_P(WriteFailure, EndsTheExchangeWithoutReading)
             return outcome.ioStatus;
         }));
     EXPECT_CALL(*connection, Close()).Times(1).WillOnce(Return(0));
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_EQ(outcome.httpStatus, http.Navigate(L"/a", 0, nullptr));
     EXPECT_EQ(0, http.reads);
 }
@@ -306,15 +293,9 @@ INSTANTIATE_TEST_SUITE_P(Outcomes, WriteFailure,
 
 TEST_F(Navigate, Unauthorized401WithASchemeIsTriedOnceMore)
 {
-    int answers = 0;
-    ScriptedReadClient& http = Client([&answers](ScriptedReadClient& c) {
-        if (++answers == 1) {
-            c.SetHeaders("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\n\r\n");
-        } else {
-            c.SetStatusCode(200);
-        }
-        return 0UL;
-    });
+    device.Answer("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\n"
+                  "Content-Length: 0\r\n\r\n");
+    ObservedClient& http = Client();
     CHTTPNavigateParams params;
     params.SetURI(L"/a");
     EXPECT_CALL(*connection, Open(_)).Times(2).WillRepeatedly(Return(0));
@@ -329,7 +310,8 @@ TEST_F(Navigate, Unauthorized401WithASchemeIsTriedOnceMore)
 
 TEST_F(Navigate, ASchemeSetBeforehandSendsAuthorizationAtOnceAndSpendsTheRetry)
 {
-    ScriptedReadClient& http = Client(AnswerWith(401));
+    device.defaultAnswer = "HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n";
+    ObservedClient& http = Client();
     CHTTPNavigateParams params;
     params.SetURI(L"/a");
     params.SetAuthScheme(1);
@@ -342,7 +324,8 @@ TEST_F(Navigate, ASchemeSetBeforehandSendsAuthorizationAtOnceAndSpendsTheRetry)
 
 TEST_F(Navigate, Unauthorized401WithoutSchemeOrAfterATryStays)
 {
-    ScriptedReadClient& http = Client(AnswerWith(401));
+    device.defaultAnswer = "HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n";
+    ObservedClient& http = Client();
     CHTTPNavigateParams params;
     params.SetURI(L"/a");
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
@@ -355,11 +338,18 @@ TEST_F(Navigate, Unauthorized401WithoutSchemeOrAfterATryStays)
 
 TEST_F(Navigate, ReadFailureIsTheResultAndThePositiveReadStatusGivesWayToClose)
 {
-    ScriptedReadClient& failing = Client([](ScriptedReadClient&) { return Error_IO_Read_Fail; });
+    // The device closes before it answers, then after an answer without a
+    // length: a read failure, and the closed end of the content.
+    device.quiet = IOError_Fail;
+    device.Answer(std::vector<http_test::ReadStep>{});
+    device.Answer("HTTP/1.1 200 OK\r\n\r\nab");
+    ObservedClient& http = Client();
     EXPECT_CALL(*connection, Close()).WillOnce(Return(IOError_Fail)).WillOnce(Return(0));
-    EXPECT_EQ(Error_IO_Read_Fail, failing.Navigate(L"/a", 0, nullptr));
-    ScriptedReadClient& closedEarly = Client([](ScriptedReadClient&) { return 1UL; });
-    EXPECT_EQ(0u, closedEarly.Navigate(L"/a", 0, nullptr));
+    EXPECT_EQ(Error_IO_Read_Fail, http.Navigate(L"/a", 0, nullptr));
+    EXPECT_EQ(Error_IO_Read_Fail, http.lastRead);
+    EXPECT_EQ(0u, http.Navigate(L"/a", 0, nullptr));
+    EXPECT_EQ(1u, http.lastRead);
+    EXPECT_EQ("ab", std::string(reinterpret_cast<const char*>(http.GetContent()), http.GetContentLength()));
 }
 
 TEST_F(Navigate, CloseFailureAfterASuccessfulExchangeIsCloseFail)
@@ -382,7 +372,7 @@ TEST_F(Navigate, ClientCredentialsOverrideThoseOfTheRequest)
     params.SetURI(L"/a");
     params.SetUserName(L"guest");
     params.SetPassword(L"none");
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_EQ(0u, http.Navigate(&params, nullptr));
     EXPECT_EQ(L"guest", std::wstring(params.GetUserName()));
     http.SetUserName(L"admin");
@@ -396,9 +386,12 @@ TEST_F(Navigate, ProgressSeesSixStepsWithTheirCodes)
 {
     ScriptedProgress progress;
     EXPECT_EQ(0u, Client().Navigate(L"/a", 0, &progress));
-    // The last three: the step after reading, the redirection check's own
-    // step finished unused, and the step after it.
-    EXPECT_EQ((std::vector<unsigned long>{0, 3, 10, 10, 10, 10, 0, 11, 0, 0, 0}), progress.codes);
+    // Building, opening, sending; reading: its start, the one read, the
+    // header read's step, the parsed header, its end, and the rest of its
+    // share given at once; then the step after reading, the redirection
+    // check's own step finished unused, and the step after it.
+    EXPECT_EQ((std::vector<unsigned long>{0, 3, 10, 10, 10, 10, 0, 11, 11, 11, 11, 11, 11, 0, 0, 0, 0}),
+              progress.codes);
     ASSERT_FALSE(progress.percents.empty());
     EXPECT_DOUBLE_EQ(100.0, progress.percents.back());
 }
@@ -414,17 +407,9 @@ TEST_F(Navigate, AStopDuringTheExchangeStillClosesTheSession)
 {
     ScriptedProgress progress([](double, unsigned long code) { return code != 11; });
     EXPECT_CALL(*connection, Close()).Times(1).WillOnce(Return(0));
-    ScriptedReadClient& http = Client();
+    ObservedClient& http = Client();
     EXPECT_EQ(Error_Aborted, http.Navigate(L"/a", 0, &progress));
     EXPECT_EQ(0, http.reads);
-    EXPECT_EQ(std::vector<std::string>{kGetA}, writes);
-}
-
-TEST_F(Navigate, TheProductsReaderIsNotBuiltYetAndSaysSo)
-{
-    CHTTPClient http(connection);
-    EXPECT_CALL(*connection, Close()).Times(1).WillOnce(Return(0));
-    EXPECT_EQ(Error_IO_Read_Fail, http.Navigate(L"/a", 0, nullptr));
     EXPECT_EQ(std::vector<std::string>{kGetA}, writes);
 }
 

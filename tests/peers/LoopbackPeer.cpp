@@ -28,9 +28,12 @@ LoopbackPeer::LoopbackPeer(Session session, PortChoice port, int backlog, bool a
     if (port == PortChoice::Ephemeral) {
         bound = bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
     }
-    for (unsigned short candidate = 9100; port == PortChoice::StreamRange && !bound && candidate >= 8000; --candidate) {
-        address.sin_port = htons(candidate);
-        bound = bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    if (port != PortChoice::Ephemeral) {
+        const unsigned short highest = port == PortChoice::StreamRange ? 9100 : 8080;
+        for (unsigned short candidate = highest; !bound && candidate >= highest - 1100; --candidate) {
+            address.sin_port = htons(candidate);
+            bound = bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+        }
     }
     int length = sizeof(address);
     if (m_listener == INVALID_SOCKET || !bound || listen(m_listener, backlog) != 0

@@ -37,10 +37,11 @@ class LoopbackPeer {
 public:
     using Session = std::function<void(PeerSocket&)>;
 
-    enum class PortChoice { Ephemeral, StreamRange };
+    enum class PortChoice { Ephemeral, StreamRange, HTTPRange };
 
     // StreamRange takes a free port from 9100 downwards, within the ports
-    // on which an address makes streams.
+    // on which an address makes streams; HTTPRange one from 8080 downwards,
+    // within those on which it makes HTTP requests.
     explicit LoopbackPeer(Session session, PortChoice port = PortChoice::Ephemeral, int backlog = SOMAXCONN,
                           bool acceptConnections = true);
     ~LoopbackPeer();

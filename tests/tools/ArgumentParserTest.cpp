@@ -32,6 +32,15 @@ TEST(ArgumentParser, TakesAValueAfterAnEqualsSignAndKeepsTheLastOfRepeatedOption
     EXPECT_EQ(L"fallback", parser.Value(L"-o", L"fallback"));
 }
 
+TEST(ArgumentParser, KeepsEveryValueOfARepeatedOptionInOrder)
+{
+    ArgumentParser parser = MakeParser();
+    ASSERT_TRUE(parser.Parse({L"-o", L"a", L"--timeout=1", L"-o=b", L"-o", L"c"}));
+    EXPECT_EQ((std::vector<std::wstring>{L"a", L"b", L"c"}), parser.Values(L"-o"));
+    EXPECT_EQ((std::vector<std::wstring>{L"1"}), parser.Values(L"--timeout"));
+    EXPECT_TRUE(parser.Values(L"--help").empty());
+}
+
 TEST(ArgumentParser, DoubleDashEndsTheOptionsAndALoneDashIsPositional)
 {
     ArgumentParser parser = MakeParser();

@@ -34,12 +34,15 @@ unsigned short PortAfterColon(const std::string& line)
 
 DevsimProcess::DevsimProcess(std::vector<std::wstring> extra) : m_folder(TempName(L"devsim-jobs-"))
 {
-    // A port in use makes the simulator exit at once; try the next one.
-    const unsigned short first = static_cast<unsigned short>(8000 + (GetCurrentProcessId() * 7 + GetTickCount()) % 1000);
-    for (int attempt = 0; attempt < 20 && m_jobPort == 0; ++attempt) {
-        const unsigned short port = static_cast<unsigned short>(8000 + (first - 8000 + attempt * 37) % 1000);
-        std::vector<std::wstring> arguments{L"--job-port", std::to_wstring(port), L"--http-port", L"0",
-                                            L"--jobs", m_folder, L"--seconds", L"60"};
+    // A port in use makes the simulator exit at once; try the next pair.
+    // Both stay where the library works: HTTP requests on 80 to 8080,
+    // streams on 80 to 9100.
+    const unsigned seed = GetCurrentProcessId() * 7 + GetTickCount();
+    for (unsigned attempt = 0; attempt < 20 && m_jobPort == 0; ++attempt) {
+        const unsigned short jobPort = static_cast<unsigned short>(8100 + (seed + attempt * 37) % 900);
+        const unsigned short httpPort = static_cast<unsigned short>(8000 + (seed + attempt * 13) % 81);
+        std::vector<std::wstring> arguments{L"--job-port", std::to_wstring(jobPort), L"--http-port",
+                                            std::to_wstring(httpPort), L"--jobs", m_folder, L"--seconds", L"60"};
         arguments.insert(arguments.end(), extra.begin(), extra.end());
         m_process = std::make_unique<ChildProcess>();
         if (!m_process->Start(L"orvane-devsim.exe", arguments)) {

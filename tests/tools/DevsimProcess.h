@@ -1,6 +1,7 @@
-// orvane-devsim.exe run by a test: a job port from 8000 to 8999 (within the
-// ports on which the library makes streams), a free web server port, and a
-// jobs folder of its own that goes away with this object.
+// orvane-devsim.exe run by a test: a job port from 8100 to 8999 (within the
+// ports on which the library makes streams), a web server port from 8000 to
+// 8080 (where it makes HTTP requests), and a jobs folder of its own that goes
+// away with this object.
 #pragma once
 
 #include <memory>

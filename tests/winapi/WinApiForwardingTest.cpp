@@ -15,6 +15,7 @@
 #include "winapi/CShellApi.h"
 #include "winapi/CSpoolerApi.h"
 #include "winapi/CUserApi.h"
+#include "winapi/CWinInetApi.h"
 #include "winapi/CWinSockApi.h"
 
 using namespace QVWinApi;
@@ -59,6 +60,7 @@ TEST(WinApiTest, EachPointerHoldsItsConcreteClass)
     EXPECT_NE(dynamic_cast<CShellApi*>(g_pShellApi), nullptr);
     EXPECT_NE(dynamic_cast<CUserApi*>(g_pUserApi), nullptr);
     EXPECT_NE(dynamic_cast<CIPHelperApi*>(g_pIPHelperApi), nullptr);
+    EXPECT_NE(dynamic_cast<CWinInetApi*>(g_pWinInetApi), nullptr);
 }
 
 TEST(WinApiTest, LateBoundGetProcessIdGivesTheRealValue)
@@ -183,4 +185,40 @@ TEST(WinApiTest, KernelDoubleOverridesOneOperationAndLeavesTheOthersOnThePlatfor
         EXPECT_EQ(g_pKernelApi->GetCurrentProcessId(), ::GetCurrentProcessId());
     }
     EXPECT_EQ(g_pKernelApi, real);
+}
+
+TEST(WinApiTest, WinInetSessionConnectionAndRequestAreMadeAndClosedWithoutTheNetwork)
+{
+    HINTERNET session = g_pWinInetApi->InternetOpenW(L"ZQ", INTERNET_OPEN_TYPE_DIRECT, nullptr,
+                                                     nullptr, 0);
+    ASSERT_NE(nullptr, session);
+    HINTERNET connection = g_pWinInetApi->InternetConnectW(session, L"192.0.2.7", 443, nullptr,
+                                                           nullptr, INTERNET_SERVICE_HTTP, 0, 0);
+    ASSERT_NE(nullptr, connection);
+    HINTERNET request = g_pWinInetApi->HttpOpenRequestW(connection, L"GET", L"/", nullptr,
+                                                        nullptr, nullptr, INTERNET_FLAG_SECURE, 1);
+    ASSERT_NE(nullptr, request);
+    DWORD flags = 0;
+    DWORD size = sizeof(flags);
+    EXPECT_TRUE(g_pWinInetApi->InternetQueryOptionW(request, INTERNET_OPTION_SECURITY_FLAGS,
+                                                    &flags, &size));
+    flags |= SECURITY_FLAG_IGNORE_UNKNOWN_CA;
+    EXPECT_TRUE(g_pWinInetApi->InternetSetOptionW(request, INTERNET_OPTION_SECURITY_FLAGS,
+                                                  &flags, sizeof(flags)));
+    flags = 0;
+    EXPECT_TRUE(g_pWinInetApi->InternetQueryOptionW(request, INTERNET_OPTION_SECURITY_FLAGS,
+                                                    &flags, &size));
+    EXPECT_EQ(static_cast<DWORD>(SECURITY_FLAG_IGNORE_UNKNOWN_CA),
+              flags & SECURITY_FLAG_IGNORE_UNKNOWN_CA);
+    EXPECT_TRUE(g_pWinInetApi->HttpAddRequestHeadersW(request, L"X-Test: 1\r\n", ~0UL,
+                                                      HTTP_ADDREQ_FLAG_COALESCE));
+    EXPECT_TRUE(g_pWinInetApi->InternetCloseHandle(request));
+    EXPECT_TRUE(g_pWinInetApi->InternetCloseHandle(connection));
+    EXPECT_TRUE(g_pWinInetApi->InternetCloseHandle(session));
+}
+
+TEST(WinApiTest, DesktopWindowIsTheUserServicesOwn)
+{
+    EXPECT_EQ(::GetDesktopWindow(), g_pUserApi->GetDesktopWindow());
+    EXPECT_NE(nullptr, g_pUserApi->GetDesktopWindow());
 }

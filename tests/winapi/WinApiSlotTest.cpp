@@ -13,6 +13,7 @@
 #include "winapi/IShellApi.h"
 #include "winapi/IUserApi.h"
 #include "winapi/IIPHelperApi.h"
+#include "winapi/IWinInetApi.h"
 
 using namespace QVWinApi;
 
@@ -318,7 +319,8 @@ TEST(WinApiSlotTest, IUserApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IUserApi::GetMessageW),
         SlotOf(&IUserApi::SendMessageCallbackW),
         SlotOf(&IUserApi::GetKeyState),
-    }, 23);
+        SlotOf(&IUserApi::GetDesktopWindow),  // appended: the owner of the certificate dialog
+    }, 24);
 }
 
 TEST(WinApiSlotTest, IIPHelperApiHasItsOperationsInOrderAndTheDestructorLast)
@@ -337,4 +339,23 @@ TEST(WinApiSlotTest, IIPHelperApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IIPHelperApi::IcmpCloseHandle),
         SlotOf(&IIPHelperApi::NotifyAddrChange),
     }, 13);
+}
+
+TEST(WinApiSlotTest, IWinInetApiHasItsOperationsInOrderAndTheDestructorLast)
+{
+    ExpectSlots<IWinInetApi>({
+        SlotOf(&IWinInetApi::InternetOpenW),
+        SlotOf(&IWinInetApi::InternetSetStatusCallbackW),
+        SlotOf(&IWinInetApi::InternetConnectW),
+        SlotOf(&IWinInetApi::HttpOpenRequestW),
+        SlotOf(&IWinInetApi::HttpAddRequestHeadersW),
+        SlotOf(&IWinInetApi::HttpSendRequestW),
+        SlotOf(&IWinInetApi::HttpQueryInfoA),
+        SlotOf(&IWinInetApi::HttpQueryInfoW),
+        SlotOf(&IWinInetApi::InternetReadFileExA),
+        SlotOf(&IWinInetApi::InternetQueryOptionW),
+        SlotOf(&IWinInetApi::InternetSetOptionW),
+        SlotOf(&IWinInetApi::InternetErrorDlg),
+        SlotOf(&IWinInetApi::InternetCloseHandle),
+    }, 14);
 }

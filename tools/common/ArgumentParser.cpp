@@ -42,6 +42,7 @@ bool ArgumentParser::Parse(const std::vector<std::wstring>& arguments)
                 m_error = "option " + Text::Narrow(name) + " needs a value";
                 return false;
             }
+            m_allValues[name].push_back(m_values[name]);
         } else {
             m_error = "unknown option " + Text::Narrow(argument);
             return false;
@@ -59,6 +60,12 @@ std::wstring ArgumentParser::Value(const std::wstring& name, const std::wstring&
 {
     const auto found = m_values.find(name);
     return found == m_values.end() ? fallback : found->second;
+}
+
+std::vector<std::wstring> ArgumentParser::Values(const std::wstring& name) const
+{
+    const auto found = m_allValues.find(name);
+    return found == m_allValues.end() ? std::vector<std::wstring>() : found->second;
 }
 
 bool ArgumentParser::Number(const std::wstring& name, unsigned long fallback, unsigned long min,

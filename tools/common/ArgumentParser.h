@@ -19,6 +19,8 @@ public:
     bool Has(const std::wstring& name) const;
     // The option's last value, or the fallback when it was not given.
     std::wstring Value(const std::wstring& name, const std::wstring& fallback = L"") const;
+    // Every value of an option that may be given more than once, in order.
+    std::vector<std::wstring> Values(const std::wstring& name) const;
     // The option's value as a decimal number from min to max, or the
     // fallback when it was not given; false, with Error() set, otherwise.
     bool Number(const std::wstring& name, unsigned long fallback, unsigned long min, unsigned long max,
@@ -35,6 +37,7 @@ private:
     std::vector<std::wstring> m_valueOptions;
     std::vector<std::wstring> m_flags;
     std::map<std::wstring, std::wstring> m_values;
+    std::map<std::wstring, std::vector<std::wstring>> m_allValues;
     std::vector<std::wstring> m_positional;
     std::string m_error;
 };

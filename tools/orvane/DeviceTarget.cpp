@@ -9,10 +9,11 @@ namespace {
 
 const unsigned long kFirstStreamPort = 80;
 const unsigned long kLastStreamPort = 9100;
+const unsigned long kLastPort = 65535;
 
 }  // namespace
 
-bool DeviceTarget::Parse(const std::wstring& text, int defaultPort)
+bool DeviceTarget::Parse(const std::wstring& text, int defaultPort, Ports ports)
 {
     std::wstring portText;
     if (!text.empty() && text[0] == L'[') {
@@ -39,8 +40,12 @@ bool DeviceTarget::Parse(const std::wstring& text, int defaultPort)
         return false;
     }
     unsigned long port = static_cast<unsigned long>(defaultPort);
-    if (!portText.empty() && !ArgumentParser::ParseNumber(portText, kFirstStreamPort, kLastStreamPort, &port)) {
-        m_error = "invalid port '" + tools::Text::Narrow(portText) + "': streams use ports 80 to 9100";
+    const bool stream = ports == Ports::Stream;
+    if (!portText.empty()
+        && !ArgumentParser::ParseNumber(portText, stream ? kFirstStreamPort : 1, stream ? kLastStreamPort : kLastPort,
+                                        &port)) {
+        m_error = "invalid port '" + tools::Text::Narrow(portText) + "'"
+                  + (stream ? ": streams use ports 80 to 9100" : ": ports are 1 to 65535");
         return false;
     }
     m_port = static_cast<int>(port);

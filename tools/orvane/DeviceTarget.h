@@ -8,9 +8,13 @@ namespace tools {
 
 class DeviceTarget {
 public:
+    // The ports a command accepts: those on which the library makes streams
+    // (80 to 9100), or any TCP port, leaving the choice to the library.
+    enum class Ports { Stream, Any };
+
     // False, with Error() set, on text that names no address or a port
-    // outside 80..9100, the ports on which the library makes streams.
-    bool Parse(const std::wstring& text, int defaultPort);
+    // outside the given ports.
+    bool Parse(const std::wstring& text, int defaultPort, Ports ports = Ports::Stream);
 
     // The address text for the library, an IPv6 address in brackets.
     const std::wstring& Address() const { return m_address; }

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+
+#include "devicemanager/IDevice.h"
+#include "http/CHTTPClient.h"
+#include "iostack/CIOSecureT.h"
+
+namespace iostack_test {
+
+// A secure connection whose session count and certificate question a test
+// can reach.
+class TestableSecure : public QVIOStack::CIOSecureT<QVIOStack::CIONetwork> {
+public:
+    long SessionCount() const { return m_lSessionCount; }
+    bool IgnoresUnknownCA() const { return m_bIgnoreUnknownCA; }
+    void AskAboutUnknownCA() { m_bIgnoreUnknownCA = false; }
+    HINTERNET Session() const { return m_hInternet; }
+    HINTERNET Connection() const { return m_hConnect; }
+};
+
+// A client whose own Navigate, the one a connection calls to start over
+// with credentials, is counted and answers as the test says.
+class CountingClient : public QVIOStack::CHTTPClient {
+public:
+    using CHTTPClient::Navigate;
+    unsigned long Navigate(QVIOStack::IHTTPNavigateParams*, QVUtils::IProgress*) override
+    {
+        ++navigations;
+        return answer;
+    }
+
+    int navigations = 0;
+    unsigned long answer = 0;
+};
+
+// A device with one function whose address it gives after a refresh.
+class FakeDevice : public QVDeviceManager::INetworkDevice, public QVDeviceManager::IDeviceFunction {
+public:
+    unsigned long GetNetworkDevice(INetworkDevice** out) override
+    {
+        *out = this;
+        return 0;
+    }
+    unsigned long GetFunction(QVDeviceManager::FUNCTION_TYPE, QVDeviceManager::IDeviceFunction** out) override
+    {
+        *out = this;
+        return 0;
+    }
+    unsigned long Refresh(QVUtils::IProgress*) override { return refreshStatus; }
+    QVDeviceManager::FUNCTION_TYPE GetFunctionType() override { return QVDeviceManager::FUNCTION_TYPE(); }
+    const std::wstring& GetAddress() override { return address; }
+
+    unsigned long refreshStatus = 0;
+    std::wstring address = L"192.0.2.9:7627";
+};
+
+}  // namespace iostack_test
