@@ -1,8 +1,9 @@
-# Sourced by a test script: lighttpd on a free loopback port with the pages
-# /digest/index.html (Digest, realm "orvane"), /basic/index.html (Basic) and
-# the redirects /moved/digest and /moved/basic into them. The only user is
-# admin with the password orvane. Sets auth_url and auth_port; the server is
-# stopped, and its folder removed, when the sourcing script exits.
+# Sourced by a test script: lighttpd on a free loopback port (8000..8080)
+# with the pages /digest/index.html (Digest, realm "orvane"),
+# /basic/index.html (Basic) and the redirects /moved/digest and /moved/basic
+# into them. The only user is admin with the password orvane. Sets auth_url
+# and auth_port; the server is stopped, and its folder removed, when the
+# sourcing script exits.
 auth_work=$(mktemp -d)
 auth_pid=
 auth_server_stop() {
@@ -15,9 +16,22 @@ auth_server_stop() {
 }
 trap auth_server_stop EXIT
 
-# A free port on 127.0.0.1, as the system hands one out for port 0.
+# A free port on 127.0.0.1 within 8000..8080, where an address makes HTTP
+# requests, tried in random order.
 auth_free_port() {
-  python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+  python3 -c '
+import random, socket
+for port in random.sample(range(8000, 8081), 81):
+    s = socket.socket()
+    try:
+        s.bind(("127.0.0.1", port))
+    except OSError:
+        continue
+    finally:
+        s.close()
+    print(port)
+    break
+'
 }
 
 auth_server_start() {
