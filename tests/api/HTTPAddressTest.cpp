@@ -73,12 +73,13 @@ TEST_F(HTTPAddress, Port9100GivesAStreamButNoRequest)
     EXPECT_EQ(0u, stream->Dispose());
 }
 
-TEST_F(HTTPAddress, SecurePortsGiveNoRequestYet)
+TEST_F(HTTPAddress, SecurePortsGiveRequestsOverTheSecureConnection)
 {
     for (int port : {443, 7627}) {
-        HTTPRequest* out = reinterpret_cast<HTTPRequest*>(1);
+        HTTPRequest* out = nullptr;
         EXPECT_EQ(0u, address->CreateHTTPRequest(&out, port));
-        EXPECT_EQ(nullptr, out) << port;
+        ASSERT_NE(nullptr, out) << port;
+        EXPECT_EQ(0u, out->Dispose());
     }
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "common/Text.h"
+#include "peers/ClosedPort.h"
 #include "peers/LoopbackPeer.h"
 #include "tools/DevsimProcess.h"
 
@@ -29,30 +30,10 @@ std::string Pattern(size_t size)
     return bytes;
 }
 
-// A port in the stream range where nothing listens: bound, never listening.
-class ClosedPort {
+// A port in the stream range where nothing listens.
+class ClosedPort : public peers::ClosedPort {
 public:
-    ClosedPort()
-    {
-        peers::EnsureWinsock();
-        m_socket = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        for (m_port = 8999; m_port >= 8000; --m_port) {
-            address.sin_port = htons(m_port);
-            if (bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0) {
-                break;
-            }
-        }
-    }
-    ~ClosedPort() { closesocket(m_socket); }
-    std::wstring Target() const { return L"127.0.0.1:" + std::to_wstring(m_port); }
-    std::string Text() const { return "127.0.0.1:" + std::to_string(m_port); }
-
-private:
-    SOCKET m_socket;
-    unsigned short m_port;
+    ClosedPort() : peers::ClosedPort(8999, 8000) {}
 };
 
 TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
@@ -60,6 +41,7 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
     const RunResult help = RunTool(L"orvane.exe", {L"--help"});
     EXPECT_EQ(0, help.exitCode);
     EXPECT_EQ((std::vector<std::string>{"usage: orvane COMMAND [OPTIONS] [ARGUMENTS]", "", "commands:",
+                                        "  http   one HTTP request to a device's web server (default port 80)",
                                         "  log    switch the library's log on or off, or show it",
                                         "  read   copy what a device sends, until it falls silent",
                                         "  send   write a file to a device (raw port, default 9100)", "",

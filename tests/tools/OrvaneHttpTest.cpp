@@ -118,7 +118,7 @@ TEST(OrvaneHttp, WritesTheBodyToAFile)
     const RunResult result = Http(devsim, {L"-o", out.Path(), L"/status"});
     EXPECT_EQ(0, result.exitCode);
     EXPECT_TRUE(result.out.empty());
-    EXPECT_EQ(kStatusPage, out.Contents());
+    EXPECT_EQ(kStatusPage + "\n", out.Contents());
 }
 
 TEST(OrvaneHttp, RefusesBadArgumentsWithExitCodeTwo)
