@@ -11,7 +11,6 @@
 #include "logging/LogTrace.h"
 #include "utils/CProgressAggregator.h"
 #include "winapi/IKernelApi.h"
-#include "winapi/IUserApi.h"
 #include "winapi/IWinInetApi.h"
 
 QV_LOG_SOURCE_FILE()
@@ -320,7 +319,7 @@ unsigned long CIOSecureT<T>::SendRequest(CInternetRequest& request, IHTTPNavigat
         if (error == ERROR_INTERNET_INVALID_CA && !unknownAuthorityHandled) {
             unknownAuthorityHandled = true;
             if (!m_bIgnoreUnknownCA
-                && g_pWinInetApi->InternetErrorDlg(g_pUserApi->GetDesktopWindow(), request.Handle(),
+                && g_pWinInetApi->InternetErrorDlg(g_pWinInetApi->GetDesktopWindow(), request.Handle(),
                                                    error, kErrorDialogFlags, nullptr)
                     != 0) {
                 return IOError_Fail;

@@ -116,11 +116,6 @@ SHORT CUserApi::GetKeyState(int nVirtKey)
     return ::GetKeyState(nVirtKey);
 }
 
-HWND CUserApi::GetDesktopWindow()
-{
-    return ::GetDesktopWindow();
-}
-
 }  // namespace QVWinApi
 
 namespace {

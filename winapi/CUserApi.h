@@ -36,7 +36,6 @@ public:
     BOOL SendMessageCallbackW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam,
             SENDASYNCPROC lpResultCallBack, ULONG_PTR dwData) override;
     SHORT GetKeyState(int nVirtKey) override;
-    HWND GetDesktopWindow() override;
 };
 
 }  // namespace QVWinApi

@@ -73,6 +73,11 @@ BOOL CWinInetApi::InternetSetOptionW(HINTERNET hInternet, DWORD dwOption, LPVOID
     return ::InternetSetOptionW(hInternet, dwOption, lpBuffer, dwBufferLength);
 }
 
+HWND CWinInetApi::GetDesktopWindow()
+{
+    return ::GetDesktopWindow();
+}
+
 DWORD CWinInetApi::InternetErrorDlg(HWND hWnd, HINTERNET hRequest, DWORD dwError, DWORD dwFlags,
         LPVOID* lppvData)
 {

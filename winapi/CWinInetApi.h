@@ -33,6 +33,7 @@ public:
             LPDWORD lpdwBufferLength) override;
     BOOL InternetSetOptionW(HINTERNET hInternet, DWORD dwOption, LPVOID lpBuffer,
             DWORD dwBufferLength) override;
+    HWND GetDesktopWindow() override;
     DWORD InternetErrorDlg(HWND hWnd, HINTERNET hRequest, DWORD dwError, DWORD dwFlags,
             LPVOID* lppvData) override;
     BOOL InternetCloseHandle(HINTERNET hInternet) override;

@@ -37,7 +37,6 @@ public:
     virtual BOOL SendMessageCallbackW(HWND hWnd, UINT Msg, WPARAM wParam, LPARAM lParam,
             SENDASYNCPROC lpResultCallBack, ULONG_PTR dwData) = 0;
     virtual SHORT GetKeyState(int nVirtKey) = 0;
-    virtual HWND GetDesktopWindow() = 0;
     virtual ~IUserApi() = default;
 };
 

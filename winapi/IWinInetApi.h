@@ -5,7 +5,8 @@
 
 namespace QVWinApi {
 
-// WinINet: HTTPS sessions, requests, their options and the certificate dialog.
+// WinINet: HTTPS sessions, requests, their options and the certificate dialog
+// with the desktop window that owns it.
 // Operations in slot order, the destructor last.
 class IWinInetApi {
 public:
@@ -33,6 +34,7 @@ public:
             LPDWORD lpdwBufferLength) = 0;
     virtual BOOL InternetSetOptionW(HINTERNET hInternet, DWORD dwOption, LPVOID lpBuffer,
             DWORD dwBufferLength) = 0;
+    virtual HWND GetDesktopWindow() = 0;
     virtual DWORD InternetErrorDlg(HWND hWnd, HINTERNET hRequest, DWORD dwError, DWORD dwFlags,
             LPVOID* lppvData) = 0;
     virtual BOOL InternetCloseHandle(HINTERNET hInternet) = 0;

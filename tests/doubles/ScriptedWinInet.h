@@ -185,6 +185,7 @@ public:
         }
         return TRUE;
     }
+    HWND GetDesktopWindow() override { return desktop; }
     DWORD InternetErrorDlg(HWND window, HINTERNET request, DWORD error, DWORD flags,
                            LPVOID* data) override
     {
@@ -262,6 +263,8 @@ public:
     std::vector<Read> reads;
     size_t bodyRead = 0;
     std::vector<std::pair<DWORD, DWORD>> optionsSet;
+    // The window the connection asks for as the dialog's owner.
+    HWND desktop = reinterpret_cast<HWND>(0x7D0);
     std::vector<Dialog> dialogs;
     std::vector<HINTERNET> closed;
 

@@ -328,7 +328,7 @@ TEST_F(SecureNavigate, QuestionAboutTheAuthorityGoesToTheDialogOnTheDesktop)
     winInet.dialogAnswer = ERROR_SUCCESS;
     EXPECT_EQ(0u, Navigate());
     ASSERT_EQ(1u, winInet.dialogs.size());
-    EXPECT_EQ(::GetDesktopWindow(), winInet.dialogs[0].window);
+    EXPECT_EQ(winInet.desktop, winInet.dialogs[0].window);
     EXPECT_EQ(winInet.lastRequest, winInet.dialogs[0].request);
     EXPECT_EQ(static_cast<DWORD>(ERROR_INTERNET_INVALID_CA), winInet.dialogs[0].error);
     EXPECT_EQ(23u, winInet.dialogs[0].flags);

@@ -4,7 +4,10 @@
 #include <windows.h>
 #include <winspool.h>
 
+#include <string>
+
 #include "doubles/ApiOverride.h"
+#include "logging/CLogSettingsReader.h"
 #include "winapi/CCryptApi.h"
 #include "winapi/CIPHelperApi.h"
 #include "winapi/CKernelApi.h"
@@ -173,6 +176,38 @@ TEST(WinApiTest, RegistryDoubleIsSeenByTheCallerAndTheRealApiIsBackAfterwards)
     ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\Orvane\\SeamTest");
 }
 
+// The library's own code, here the log settings reader, reads through the
+// swapped object: a poll time that only the double holds is the one it sees.
+TEST(WinApiTest, RegistryDoubleIsSeenByLibraryCodeAndTheRegistryIsBackAfterwards)
+{
+    struct PollTimeDouble : CRegistryApi {
+        LSTATUS RegQueryValueExW(HKEY, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data,
+                                 LPDWORD size) override
+        {
+            queried = name;
+            *type = REG_DWORD;
+            *reinterpret_cast<DWORD*>(data) = 7;
+            *size = sizeof(DWORD);
+            return ERROR_SUCCESS;
+        }
+        std::wstring queried;
+    } registry;
+    HKEY key = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Orvane\\SeamTest", 0, nullptr, 0,
+                                KEY_ALL_ACCESS, nullptr, &key, nullptr), ERROR_SUCCESS);
+    const DWORD stored = 12;
+    ::RegSetValueExW(key, L"LogParmsPollTime", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&stored),
+                     sizeof stored);
+    {
+        doubles::ApiOverride<IRegistryApi> swap(g_pRegistryApi, registry);
+        EXPECT_EQ(QVLogging::CLogSettingsReader::ReadPollMs(key), 7000u);
+        EXPECT_EQ(registry.queried, L"LogParmsPollTime");
+    }
+    EXPECT_EQ(QVLogging::CLogSettingsReader::ReadPollMs(key), 12000u);
+    ::RegCloseKey(key);
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\Orvane\\SeamTest");
+}
+
 TEST(WinApiTest, KernelDoubleOverridesOneOperationAndLeavesTheOthersOnThePlatform)
 {
     struct FixedTicks : CKernelApi {
@@ -217,8 +252,8 @@ TEST(WinApiTest, WinInetSessionConnectionAndRequestAreMadeAndClosedWithoutTheNet
     EXPECT_TRUE(g_pWinInetApi->InternetCloseHandle(session));
 }
 
-TEST(WinApiTest, DesktopWindowIsTheUserServicesOwn)
+TEST(WinApiTest, DesktopWindowOfTheCertificateDialogIsThePlatformsOwn)
 {
-    EXPECT_EQ(::GetDesktopWindow(), g_pUserApi->GetDesktopWindow());
-    EXPECT_NE(nullptr, g_pUserApi->GetDesktopWindow());
+    EXPECT_EQ(::GetDesktopWindow(), g_pWinInetApi->GetDesktopWindow());
+    EXPECT_NE(nullptr, g_pWinInetApi->GetDesktopWindow());
 }

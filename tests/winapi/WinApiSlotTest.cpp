@@ -319,8 +319,7 @@ TEST(WinApiSlotTest, IUserApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IUserApi::GetMessageW),
         SlotOf(&IUserApi::SendMessageCallbackW),
         SlotOf(&IUserApi::GetKeyState),
-        SlotOf(&IUserApi::GetDesktopWindow),  // appended: the owner of the certificate dialog
-    }, 24);
+    }, 23);
 }
 
 TEST(WinApiSlotTest, IIPHelperApiHasItsOperationsInOrderAndTheDestructorLast)
@@ -355,7 +354,8 @@ TEST(WinApiSlotTest, IWinInetApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IWinInetApi::InternetReadFileExA),
         SlotOf(&IWinInetApi::InternetQueryOptionW),
         SlotOf(&IWinInetApi::InternetSetOptionW),
+        SlotOf(&IWinInetApi::GetDesktopWindow),
         SlotOf(&IWinInetApi::InternetErrorDlg),
         SlotOf(&IWinInetApi::InternetCloseHandle),
-    }, 14);
+    }, 15);
 }
