@@ -1,13 +1,12 @@
 // A host's view: only the public header and the DLL's import library.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstring>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include "orvane64.h"
+#include "doubles/VtableSlots.h"
 #include "peers/HTTPAnswer.h"
 #include "peers/LoopbackPeer.h"
 
@@ -16,33 +15,14 @@ using peers::LoopbackPeer;
 
 namespace {
 
-// The vtable slot of a virtual member function. With the Itanium C++ ABI of
-// g++ the pointer holds 1 plus the byte offset of the slot.
-template <typename MemberFunction>
-size_t SlotOf(MemberFunction function)
-{
-    static_assert(sizeof function == 2 * sizeof(uintptr_t), "pointer and adjustment");
-    uintptr_t raw[2];
-    std::memcpy(raw, &function, sizeof raw);
-    EXPECT_EQ(raw[0] & 1, 1u) << "not a virtual function";
-    return (raw[0] - 1) / sizeof(void*);
-}
-
-// A class that adds one virtual function behind all of the class's own.
-template <typename Class>
-struct Extended : Class {
-    virtual void Appended() {}
-};
+using doubles::SlotOf;
 
 // The operations follow each other in the listed order, right behind the
 // destructor's two entries (complete and deleting), and are the last.
 template <typename Class>
 void ExpectSlotsAfterTheDestructor(const std::vector<size_t>& slots, size_t firstSlot)
 {
-    for (size_t i = 0; i < slots.size(); ++i) {
-        EXPECT_EQ(firstSlot + i, slots[i]) << "operation " << i;
-    }
-    EXPECT_EQ(firstSlot + slots.size(), SlotOf(&Extended<Class>::Appended));
+    doubles::ExpectSlotRun<Class>(slots, firstSlot, 0);
 }
 
 TEST(Host, WritesAndReadsThroughAnAddressAndAStream)
@@ -101,6 +81,53 @@ TEST(Host, PortsOutsideTheStreamRangeGiveNoStream)
     EXPECT_EQ(static_cast<unsigned long>(E_FAIL), address->CreateNotifier(&notifier));
     EXPECT_EQ(nullptr, notifier);
     EXPECT_EQ(0u, address->Dispose());
+}
+
+// Both overloads of a pair, in the order AddRef, AddRef, Dispose, Dispose,
+// and nothing else: the interface has no destructor of its own.
+TEST(Host, DisposableHasTwoAddRefsThenTwoDisposes)
+{
+    using Orvane::IDisposable;
+    using Counting = unsigned long (IDisposable::*)();
+    using ConstCounting = unsigned long (IDisposable::*)() const;
+    doubles::ExpectSlotRun<IDisposable>({SlotOf(static_cast<Counting>(&IDisposable::AddRef)),
+                                         SlotOf(static_cast<ConstCounting>(&IDisposable::AddRef)),
+                                         SlotOf(static_cast<Counting>(&IDisposable::Dispose)),
+                                         SlotOf(static_cast<ConstCounting>(&IDisposable::Dispose))},
+                                        0, 0);
+}
+
+TEST(Host, StreamHasItsOperationsInOrderBehindTheDestructor)
+{
+    using Orvane::Stream;
+    // Behind the four counting operations of the public IDisposable and the
+    // destructor's two entries.
+    ExpectSlotsAfterTheDestructor<Stream>({SlotOf(&Stream::Open), SlotOf(&Stream::Write),
+                                           SlotOf(&Stream::BytesAvailable), SlotOf(&Stream::Read),
+                                           SlotOf(&Stream::Close),
+                                           SlotOf(&Stream::GetSystemErrorCode), SlotOf(&Stream::GetOpenTimeout),
+                                           SlotOf(&Stream::SetOpenTimeout), SlotOf(&Stream::GetReadTimeout),
+                                           SlotOf(&Stream::SetReadTimeout), SlotOf(&Stream::GetWriteTimeout),
+                                           SlotOf(&Stream::SetWriteTimeout)},
+                                          6);
+}
+
+TEST(Host, NotifierHasItsOperationsInOrderBehindTheDestructor)
+{
+    using Orvane::Notifier;
+    ExpectSlotsAfterTheDestructor<Notifier>(
+        {SlotOf(static_cast<unsigned long (Notifier::*)(HANDLE)>(&Notifier::EnableNotification)),
+         SlotOf(static_cast<unsigned long (Notifier::*)(bool)>(&Notifier::EnableNotification)),
+         SlotOf(&Notifier::WaitForNotification), SlotOf(&Notifier::IsNotificationEnabled),
+         SlotOf(&Notifier::IsNotificationPending)},
+        6);
+}
+
+TEST(Host, MIBConnectionHasItsOperationsInOrderBehindTheDestructor)
+{
+    using Orvane::MIBConnection;
+    ExpectSlotsAfterTheDestructor<MIBConnection>(
+        {SlotOf(&MIBConnection::GetValue), SlotOf(&MIBConnection::GetNextValue), SlotOf(&MIBConnection::SetValue)}, 6);
 }
 
 TEST(Host, HTTPRequestHasItsOperationsInOrderBehindTheDestructor)

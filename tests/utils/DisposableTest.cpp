@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "doubles/VtableSlots.h"
 #include "utils/IDisposableImpl.h"
 
 namespace {
@@ -134,6 +135,35 @@ TEST(Disposable, BothInterfacesAndBothOverloadsShareOneCounter)
     EXPECT_FALSE(destroyed);
     EXPECT_EQ(0u, publicSide->Dispose());
     EXPECT_TRUE(destroyed);
+}
+
+// The internal interface lists its pairs the other way round from the
+// public one: Dispose, Dispose, AddRef, AddRef, then the keep-at-zero pair.
+TEST(Disposable, InternalInterfaceHasDisposesBeforeAddRefs)
+{
+    using doubles::SlotOf;
+    using Counting = unsigned long (::IDisposable::*)();
+    using ConstCounting = unsigned long (::IDisposable::*)() const;
+    doubles::ExpectSlotRun<::IDisposable>({SlotOf(static_cast<Counting>(&::IDisposable::Dispose)),
+                                           SlotOf(static_cast<ConstCounting>(&::IDisposable::Dispose)),
+                                           SlotOf(static_cast<Counting>(&::IDisposable::AddRef)),
+                                           SlotOf(static_cast<ConstCounting>(&::IDisposable::AddRef)),
+                                           SlotOf(&::IDisposable::SetKeepAtZero),
+                                           SlotOf(&::IDisposable::IsKeepAtZero)},
+                                          0, 0);
+}
+
+TEST(Disposable, CDisposableHasItsOperationsBehindTheDestructor)
+{
+    using doubles::SlotOf;
+    using QVUtils::CDisposable;
+    // Behind the six operations of the internal interface, which the class
+    // shares its table with, and the destructor's two entries.
+    doubles::ExpectSlotRun<CDisposable>({SlotOf(&CDisposable::AddRefImpl), SlotOf(&CDisposable::DisposeImpl),
+                                         SlotOf(&CDisposable::SetKeepAtZeroImpl),
+                                         SlotOf(&CDisposable::IsKeepAtZeroImpl),
+                                         SlotOf(&CDisposable::GetRuntimeTypeName)},
+                                        8, 0);
 }
 
 TEST(Disposable, ConcreteClassesNameTheirDynamicTypeUndecorated)

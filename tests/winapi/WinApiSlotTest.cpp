@@ -14,40 +14,21 @@
 #include "winapi/IUserApi.h"
 #include "winapi/IIPHelperApi.h"
 #include "winapi/IWinInetApi.h"
+#include "doubles/VtableSlots.h"
 
 using namespace QVWinApi;
 
 namespace {
 
-// The vtable slot of a virtual member function. With the Itanium C++ ABI of
-// g++ the pointer holds 1 plus the byte offset of the slot.
-template <typename MemberFunction>
-size_t SlotOf(MemberFunction function)
-{
-    static_assert(sizeof function == 2 * sizeof(uintptr_t), "pointer and adjustment");
-    uintptr_t raw[2];
-    std::memcpy(raw, &function, sizeof raw);
-    EXPECT_EQ(raw[0] & 1, 1u) << "not a virtual function";
-    return (raw[0] - 1) / sizeof(void*);
-}
+using doubles::SlotOf;
 
-// A class that adds one virtual function behind all of the interface's own,
-// the destructor's two entries (complete and deleting) included.
-template <typename Interface>
-struct Extended : Interface {
-    virtual void Appended() {}
-};
-
-// The operations must hold the slots 0, 1, 2, ... in the listed order, and
-// the destructor the two slots after them.
+// The operations hold the slots 0, 1, 2, ... in the listed order, and the
+// destructor the two slots after them.
 template <typename Interface>
 void ExpectSlots(const std::vector<size_t>& slots, size_t countWithDestructor)
 {
     ASSERT_EQ(slots.size() + 1, countWithDestructor);
-    for (size_t i = 0; i < slots.size(); ++i) {
-        EXPECT_EQ(slots[i], i) << "operation " << i;
-    }
-    EXPECT_EQ(SlotOf(&Extended<Interface>::Appended), slots.size() + 2);
+    doubles::ExpectSlotRun<Interface>(slots, 0, 2);
 }
 
 }  // namespace
