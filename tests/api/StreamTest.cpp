@@ -118,6 +118,20 @@ TEST_F(ScriptedStream, FailedWriteLeavesTheSystemErrorOfTheLastClose)
     EXPECT_EQ(170u, stream->GetSystemErrorCode());
 }
 
+TEST_F(ScriptedStream, FailedWriteLeavesTheSystemErrorOfTheLastOpen)
+{
+    // The write opens the closed connection, which succeeds, then fails.
+    EXPECT_CALL(*connection, Close()).WillOnce(Return(IOError_Busy)).WillRepeatedly(Return(0));
+    EXPECT_EQ(E_FAIL, stream->Close());
+    EXPECT_EQ(170u, stream->GetSystemErrorCode());
+    EXPECT_CALL(*connection, IsOpen()).WillOnce(Return(false)).WillRepeatedly(Return(true));
+    EXPECT_CALL(*connection, Open(nullptr)).WillOnce(Return(0));
+    EXPECT_CALL(*connection, Write(_, _, _, _)).WillOnce(Return(IOError_Timeout));
+    unsigned long count = 0;
+    EXPECT_EQ(E_FAIL, stream->Write("x", 1, &count));
+    EXPECT_EQ(0u, stream->GetSystemErrorCode());
+}
+
 TEST_F(ScriptedStream, SystemErrorCodeTranslatesTheLastStatus)
 {
     const std::pair<unsigned long, unsigned long> table[] = {
