@@ -42,10 +42,14 @@ public:
         m_thread = std::thread(&JobSink::Serve, this);
         return true;
     }
-    void Stop()
+    // Closing the listener ends a wait for a connection that never came; a
+    // connection that came ends when the host closes its side.
+    ~JobSink()
     {
-        m_thread.join();
         closesocket(m_listener);
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
         WSACleanup();
     }
     int Port() const { return m_port; }
@@ -76,10 +80,16 @@ private:
     std::thread m_thread;
 };
 
+// Reports a failed step with the stream's system error, and gives the stream
+// back, which closes its connection.
 int Fail(const char* what, Orvane::Stream* stream)
 {
-    const unsigned long error = stream ? stream->GetSystemErrorCode() : GetLastError();
-    std::printf("%s failed: system error %lu\n", what, error);
+    if (stream == nullptr) {
+        std::printf("%s failed\n", what);
+        return 1;
+    }
+    std::printf("%s failed: system error %lu\n", what, stream->GetSystemErrorCode());
+    stream->Dispose();
     return 1;
 }
 
@@ -99,10 +109,11 @@ int main()
         return Fail("CreateAddressFromIPAddress", nullptr);
     }
     Orvane::Stream* stream = nullptr;
-    if (address->CreateStream(sink.Port(), &stream) != 0 || stream == nullptr) {
+    address->CreateStream(sink.Port(), &stream);
+    address->Dispose();  // the stream does not need its address
+    if (stream == nullptr) {
         return Fail("CreateStream", nullptr);
     }
-    address->Dispose();  // the stream does not need its address
 
     stream->SetReadTimeout(5000);
     unsigned long written = 0;
@@ -121,7 +132,6 @@ int main()
 
     stream->Close();
     stream->Dispose();
-    sink.Stop();
     std::printf("done\n");
     return 0;
 }
