@@ -42,11 +42,12 @@ std::string Request(const std::string& uri, const std::string& authorization)
 
 // The digest header of the published example's request, with the fields
 // that change from test to test.
-std::string MufasaDigest(const std::string& nonce, const std::string& qopFields, const std::string& response)
+std::string MufasaDigest(const std::string& nonce, const std::string& qopFields, const std::string& response,
+                         const std::string& opaque = kOpaque)
 {
     return "Digest username=\"Mufasa\", realm=\"testrealm@host.com\", nonce=\"" + nonce
         + "\", uri=\"/dir/index.html\", algorithm=MD5" + qopFields + ", response=\"" + response + "\", opaque=\""
-        + kOpaque + "\"";
+        + opaque + "\"";
 }
 
 // A device that answers 200 with no content unless a test scripts other
@@ -63,13 +64,14 @@ struct Authentication : ::testing::Test {
         return *client;
     }
     // The user, password, URI and client nonce of the published digest example.
-    void Mufasa()
+    static void Mufasa(CHTTPNavigateParams& p)
     {
-        params.SetURI(L"/dir/index.html");
-        params.SetUserName(L"Mufasa");
-        params.SetPassword(L"Circle Of Life");
-        params.SetCNonce(L"0a4f113b");
+        p.SetURI(L"/dir/index.html");
+        p.SetUserName(L"Mufasa");
+        p.SetPassword(L"Circle Of Life");
+        p.SetCNonce(L"0a4f113b");
     }
+    void Mufasa() { Mufasa(params); }
 
     ScriptedDevice device;
     NiceMock<MockDeviceConnection>* connection = &device.Connection();
@@ -168,6 +170,25 @@ TEST_F(Authentication, NoQopGivesScheme2WithoutCountOrClientNonceAndTheThreePart
     EXPECT_EQ(Request("/dir/index.html", MufasaDigest(kNonce, "", "670fd8c2df070c60b045671b8b24ff02")), writes[1]);
     // The build of scheme 2 doesn't count.
     EXPECT_EQ(L"00000001", std::wstring(params.IncrNonceCount()));
+}
+
+TEST_F(Authentication, AnAbsentOrEmptyOpaqueIsSentAsAnEmptyQuotedValue)
+{
+    // The opaque is not hashed: the published example's response stays.
+    const std::string authorization = MufasaDigest(kNonce, ", qop=auth, nc=00000001, cnonce=\"0a4f113b\"",
+                                                   "6629fae49393a05397450978507c4ef1", "");
+    for (const std::string opaque : {"", ", opaque=\"\""}) {
+        CHTTPNavigateParams fresh;
+        Mufasa(fresh);
+        fresh.SetOpaque(L"left from before");
+        writes.clear();
+        device.Answer(Challenge("Digest realm=\"testrealm@host.com\", nonce=\"" + kNonce + "\"" + opaque
+                                + ", qop=\"auth\""));
+        EXPECT_EQ(0u, Client().Navigate(&fresh, nullptr));
+        EXPECT_EQ(L"", std::wstring(fresh.GetOpaque())) << opaque;
+        ASSERT_EQ(2u, writes.size()) << opaque;
+        EXPECT_EQ(Request("/dir/index.html", authorization), writes[1]) << opaque;
+    }
 }
 
 TEST_F(Authentication, DigestInAnyCaseOfLettersIsAccepted)

@@ -2,12 +2,15 @@
 # HTTPS to a device with a self-signed certificate, against real servers on
 # loopback: `openssl s_server` on the fixed ports 443 and 7627, each serving
 # complete HTTP responses from a folder, a listener that accepts TCP and
-# never answers TLS, and a TLS server that answers with the request it got. Runs https_tests.exe under Wine with the ports in the
-# environment. Arguments: the wine-run script and the test binary.
+# never answers TLS, and a TLS server that answers with the request it got.
+# Runs https_tests.exe under Wine with the ports in the environment, then a
+# host on the public header and the DLL (HttpFetch.exe) beside curl.
+# Arguments: the wine-run script, the test binary and HttpFetch.exe.
 # Exit 77 (skipped) only when the fixed ports cannot be bound.
 set -euo pipefail
 wine_run=$(realpath "$1")
 tests=$(realpath "$2")
+fetch=$(realpath "$3")
 
 # The ports are fixed: runs on this machine take turns. Children do not
 # inherit the lock (the Wine server outlives the run).
@@ -132,7 +135,8 @@ while True:
             if not data:
                 break
             request += data
-        t.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: %d\r\n\r\n" % len(request) + request)
+        t.sendall(b"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n"
+                  b"Content-Length: %d\r\n\r\n" % len(request) + request)
         t.close()
     except Exception as e:  # the client refusing the certificate, for one
         print("echo:", e, flush=True)
@@ -151,6 +155,33 @@ ORVANE_ECHO_TLS_PORT=$(cat "$work/echo-port")
 export ORVANE_SILENT_TLS_PORT ORVANE_ECHO_TLS_PORT
 status=0
 timeout 300 "$wine_run" "$tests" --gtest_brief=0 9>&- || status=$?
+
+# A host through the public classes: the page over HTTPS from the
+# self-signed device equals what curl gets from it.
+for port in 443 7627; do
+  body="$work/fetched-$port"
+  if ! out=$(timeout 60 "$wine_run" "$fetch" 127.0.0.1 "$port" /status "Z:${body//\//\\}" \
+               Content-Type X-Device 9>&- | tr -d '\r'); then
+    echo "FAIL host fetch on port $port: $out"
+    status=1
+    continue
+  fi
+  written='status %{http_code}\navailable %{size_download}\nContent-Type: %{content_type}\n'
+  if ! expected=$(curl -sk --max-time 10 -D "$body.head" -o "$body.curl" -w "$written" \
+                    "https://127.0.0.1:$port/status"); then
+    echo "FAIL curl on port $port: $expected"
+    status=1
+    continue
+  fi
+  expected+=$'\n'"X-Device: $(tr -d '\r' <"$body.head" | sed -n 's/^X-Device: //p')"
+  if [ "$out" != "$expected" ] || ! cmp -s "$body" "$body.curl"; then
+    printf 'FAIL host fetch on port %s\n  curl:    %q\n  library: %q\n' "$port" "$expected" "$out"
+    status=1
+  else
+    echo "ok   host fetch on port $port equals curl's: $(head -c 40 "$body")"
+  fi
+done
+
 if [ $status -ne 0 ]; then
   for log in "$work"/s_server-*.log; do
     echo "== $log"
