@@ -12,9 +12,4 @@ bool CLogSettings::Passes(unsigned long word) const
     return (word & kCategoryInfo) == 0 || m_detailLevel >= (word & kCategoryDetailMask);
 }
 
-unsigned long CLogSettings::SizeLimit() const
-{
-    return (m_options & kOptionSizeLimitMask) * 1024;
-}
-
 }  // namespace QVLogging

@@ -10,8 +10,6 @@ public:
     // Whether a line with this category word is written: the mask test, then
     // the detail level of an informational line.
     bool Passes(unsigned long word) const;
-    // The size limit of the file in bytes; 0 is none.
-    unsigned long SizeLimit() const;
 
     unsigned long long m_keyWriteTime = 0;
     unsigned long m_detailLevel = 0;

@@ -2,13 +2,12 @@
 
 #include <windows.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "doubles/ApiOverride.h"
+#include "doubles/LogFileLines.h"
 #include "doubles/LoggingRegistry.h"
 #include "doubles/TempFolder.h"
 #include "logging/CLogModule.h"
@@ -17,21 +16,25 @@
 
 namespace doubles {
 
-// One log module writing to a file of the test's while the object lives:
+// Log modules writing to a file of the test's while the object lives:
 // informational lines of every level, errors, entries, exits, returns and
-// error texts, each line with its tags only. Logging is off again after.
+// error texts, each line with the process field and its tags only. Logging
+// is off again after.
+//
+// Test programs share the registry of the Wine prefix: another one that
+// reads these settings meanwhile writes to the file too. The process field
+// tells the lines of this process apart.
 class ModuleLogFile {
 public:
-    ModuleLogFile(QVLogging::CLogModule* module, const wchar_t* name)
-        : m_pModule(module), m_folder(std::wstring(L"orvane-log-") + name), m_file(m_folder / L"module.log")
+    ModuleLogFile(QVLogging::CLogModule* module, const wchar_t* name) : ModuleLogFile({module}, name) {}
+    // Several modules, all to the one file, each made to read the settings.
+    ModuleLogFile(std::initializer_list<QVLogging::CLogModule*> modules, const wchar_t* name)
+        : m_modules(modules), m_folder(std::wstring(L"orvane-log-") + name), m_file(m_folder / L"module.log")
     {
-        // The file is kept open by the module until it reads settings again.
-        std::error_code ignored;
-        std::filesystem::remove(std::filesystem::path(m_file), ignored);
         m_registry.SetString(L"", L"LogFileName", m_file);
         m_registry.SetDword(L"", L"LogCategories", 0x30000C90);
         m_registry.SetDword(L"", L"LogInfoDetailLevel", 7);
-        m_registry.SetDword(L"", L"LogOptions", 0);
+        m_registry.SetDword(L"", L"LogOptions", QVLogging::kOptionProcess);
         Poll();
     }
     ~ModuleLogFile()
@@ -42,19 +45,21 @@ public:
     ModuleLogFile(const ModuleLogFile&) = delete;
     ModuleLogFile& operator=(const ModuleLogFile&) = delete;
 
+    // The lines of this process, without their process field. A line
+    // without the field continues the one before it.
     std::vector<std::wstring> Lines() const
     {
-        std::ifstream file(std::filesystem::path(m_file), std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        std::vector<std::wstring> lines(1);
-        for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-            const wchar_t c = static_cast<wchar_t>(static_cast<unsigned char>(bytes[i])
-                                                   | static_cast<unsigned char>(bytes[i + 1]) << 8);
-            if (c == L'\n' && !lines.back().empty() && lines.back().back() == L'\r') {
-                lines.back().pop_back();
-                lines.emplace_back();
-            } else {
-                lines.back() += c;
+        const std::wstring own = L"[" + std::to_wstring(::GetCurrentProcessId()) + L"] ";
+        std::vector<std::wstring> lines;
+        bool mine = false;
+        for (const std::wstring& line : ReadLogLines(m_file)) {
+            if (HasProcessField(line)) {
+                mine = line.rfind(own, 0) == 0;
+                if (mine) {
+                    lines.push_back(line.substr(own.size()));
+                }
+            } else if (mine) {
+                lines.push_back(line);
             }
         }
         return lines;
@@ -97,6 +102,13 @@ public:
     }
 
 private:
+    // "[digits] " at the start.
+    static bool HasProcessField(const std::wstring& line)
+    {
+        const size_t close = line.find(L"] ");
+        return close != std::wstring::npos && close > 1 && line[0] == L'['
+            && line.find_first_not_of(L"0123456789", 1) == close;
+    }
     // The module reads its settings when its poll interval has passed: a
     // tick count moved far ahead makes it read them at its next line. Kept
     // for the process: threads may still read the clock through the
@@ -111,13 +123,17 @@ private:
         static LaterClock s_clock;
         return s_clock;
     }
+    // The modules share the time of the last poll: each is made to read
+    // by an interval that passes just before it looks.
     void Poll()
     {
-        Clock().shift += 0x01000000;
-        m_pModule->LogSimpleString(static_cast<const wchar_t*>(nullptr), 0, QVLogging::kCategoryDebug, L"");
+        for (QVLogging::CLogModule* module : m_modules) {
+            Clock().shift += 0x01000000;
+            module->LogSimpleString(static_cast<const wchar_t*>(nullptr), 0, QVLogging::kCategoryDebug, L"");
+        }
     }
 
-    QVLogging::CLogModule* m_pModule;
+    std::vector<QVLogging::CLogModule*> m_modules;
     ApiOverride<QVWinApi::IKernelApi> m_later{g_pKernelApi, Clock()};
     LoggingRegistry m_registry;
     TempFolder m_folder;

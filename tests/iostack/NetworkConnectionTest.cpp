@@ -2,12 +2,10 @@
 // the disconnection watch and reconnection, on loopback.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 
 #include "doubles/ScriptedProgress.h"
 #include "iostack/NetworkTestSupport.h"
-#include "peers/CloseBarrier.h"
 
 using namespace QVIOStack;
 using doubles::ScriptedProgress;
@@ -162,26 +160,15 @@ TEST_F(NetworkConnection, CloseWithoutOpenDoesNothing)
 
 TEST_F(NetworkConnection, AfterThePeerClosedOpenReconnectsKeepingTheSessionCount)
 {
-    std::atomic<int> closed{0};
-    LoopbackPeer peer([&](peers::PeerSocket& s) {
-        if (closed == 0) {
-            LoopbackPeer::CloseAtOnce(s);
-            closed = 1;
-        } else {
-            LoopbackPeer::Silent(s);
-        }
-    });
-    connection = ConnectionTo(peer);
+    iostack_test::FirstConnectionClosingPeer device;
+    connection = ConnectionTo(device.Peer());
     ASSERT_EQ(0u, connection->Open(nullptr));
-    while (closed == 0) {
-        Sleep(1);
-    }
-    ASSERT_TRUE(peers::WaitForEarlierClosesToArrive());  // the peer's close reaches the socket's event
+    ASSERT_TRUE(device.WaitUntilClosed());  // the peer's close reaches the socket's event
     // Open's own IsOpen sees the close: the socket is rebuilt, and the
     // session of the first user is kept.
     ASSERT_EQ(0u, connection->Open(nullptr));
     EXPECT_EQ(2, connection->SessionCount());
-    EXPECT_TRUE(peer.WaitAccepted(2));
+    EXPECT_TRUE(device.Peer().WaitAccepted(2));
     EXPECT_TRUE(connection->IsOpen());
 }
 

@@ -144,6 +144,46 @@ TEST_F(FunctionTrace, LivingStructuredExceptionOnAnotherThreadMarksEndingScopes)
               Log());
 }
 
+TEST_F(FunctionTrace, NonZeroWatchFlagMarksTheExitAsLeftByAnUnhandledException)
+{
+    LogScopesTo(kEntryExit);
+    {
+        CLogFunction watched(module.get(), &source, L"QVTest::CWatched::Run", 1, 0, 1, nullptr);
+    }
+    {
+        CLogFunction watched(module.get(), &source, L"QVTest::CWatched::Step", 2, 0, 0x80000000, L"n=%d", 7);
+    }
+    {
+        CLogFunction unwatched(module.get(), &source, L"QVTest::CPlain::Run", 3, 0, 0, nullptr);
+    }
+    {
+        // With a structured exception alive as well, the mark follows the
+        // pending text on the one exit line.
+        QVUtils::CWin32Exception fault(0xC0000005, nullptr);
+        CLogFunction watched(module.get(), &source, L"QVTest::CWatched::Fault", 4, 0, 1, nullptr);
+    }
+    EXPECT_EQ(L"(->) CWatched::Run\r\n"
+              L"(<-) CWatched::Run(*unhandled exception*) \r\n"
+              L"(->) CWatched::Step, n=7\r\n"
+              L"(<-) CWatched::Step(*unhandled exception*) \r\n"
+              L"(->) CPlain::Run\r\n"
+              L"(<-) CPlain::Run\r\n"
+              L"(->) CWatched::Fault\r\n"
+              L"(<-) CWatched::Fault   *** UNHANDLED EXCEPTION PENDING ***(*unhandled exception*) \r\n",
+              Log());
+}
+
+TEST_F(FunctionTrace, UnhandledExceptionMarkFollowsTheDuration)
+{
+    LogScopesTo(kEntryExit, kOptionDuration);
+    {
+        CLogFunction watched(module.get(), &source, L"QVTest::CWatched::Run", 1, 0, 1, nullptr);
+    }
+    const std::wregex layout(L"\\(->\\) CWatched::Run\r\n"
+                             L"\\(<-\\) CWatched::Run \\(Dur: [0-9]+ us\\) \\(\\*unhandled exception\\*\\) \r\n");
+    EXPECT_TRUE(std::regex_match(Log(), layout)) << Log().c_str();
+}
+
 TEST_F(FunctionTrace, ReturnBoolFalseWritesTheReturnLineAndAnErrorLineForCode1)
 {
     LogScopesTo(kEntryExit | kCategoryReturn | kCategoryErrorText);

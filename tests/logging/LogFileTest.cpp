@@ -4,7 +4,9 @@
 
 #include "doubles/ApiOverride.h"
 #include "doubles/CapturedDebugOutput.h"
+#include "doubles/FileOpenCounter.h"
 #include "doubles/LogClock.h"
+#include "logging/CLogFunction.h"
 #include "logging/LogFlags.h"
 
 using namespace QVLogging;
@@ -72,15 +74,21 @@ TEST_F(LogModuleTest, AfterTheLimitTheFileIsNotOpenedAgain)
         module->LogSimpleString(nullptr, 0, kError, kHundred.c_str());
     }
 
+    // Held by another: an open would fail and be tried again after sleeps,
+    // and the line would wait in the queue.
     HANDLE held = HoldExclusively(file);
     ASSERT_NE(held, INVALID_HANDLE_VALUE);
-    const DWORD start = ::GetTickCount();
-    module->LogSimpleString(nullptr, 0, kError, kHundred.c_str());
-    const DWORD elapsed = ::GetTickCount() - start;
+    doubles::FileOpenCounter kernel;
+    {
+        ApiOverride<QVWinApi::IKernelApi> counting(g_pKernelApi, kernel);
+        module->LogSimpleString(nullptr, 0, kError, kHundred.c_str());
+    }
     ::CloseHandle(held);
+    module->LogSimpleString(nullptr, 0, kError, kHundred.c_str());
 
+    EXPECT_EQ(kernel.m_ulOpens, 0u);
+    EXPECT_EQ(kernel.m_ulSleeps, 0u);
     EXPECT_EQ(debugger.m_text, L"");
-    EXPECT_LT(elapsed, 30u);
     EXPECT_EQ(ReadLog(file), Lines(5) + kLimitText);
 }
 
@@ -205,4 +213,39 @@ TEST_F(LogModuleTest, TwoModulesWithTheirOwnFilesCountTheirBytesApart)
 
     EXPECT_EQ(ReadLog(first), Lines(5) + kLimitText);
     EXPECT_EQ(ReadLog(second), Lines(4));
+}
+
+TEST_F(LogModuleTest, TwoModulesWithTheirOwnFilesKeepTheirOwnIndentation)
+{
+    const std::wstring first = m_folder / L"first.log";
+    const std::wstring second = m_folder / L"second.log";
+    m_registry.SetDword(L"", L"LogCategories", kCategoryEntry | kCategoryExit | kCategoryInfo);
+    m_registry.SetDword(L"", L"LogOptions", kOptionIndent);
+    m_registry.SetString(ModuleKeyOf(L"TestModule"), L"LogFileName", first);
+    m_registry.SetString(ModuleKeyOf(L"Second"), L"LogFileName", second);
+    auto module = MakeModule();
+    auto other = MakeModule("Second");
+    CLogSourceFile source(L".\\LogFileTest.cpp");
+    {
+        CLogFunction outer(module.get(), &source, L"QVTest::CFirst::Outer", 1);
+        CLogFunction inner(module.get(), &source, L"QVTest::CFirst::Inner", 2);
+        {
+            // Two levels deep in the first file, at the top in the second.
+            CLogFunction call(other.get(), &source, L"QVTest::CSecond::Call", 3);
+            call.LogFormat(kCategoryInfo, 4, L"second, one deep");
+        }
+        inner.LogFormat(kCategoryInfo, 5, L"first, two deep");
+        CLogFunction again(other.get(), &source, L"QVTest::CSecond::Again", 6);
+    }
+
+    EXPECT_EQ(ReadLog(first), L"(->) CFirst::Outer\r\n"
+                              L"(->)   CFirst::Inner\r\n"
+                              L"(I0)     first, two deep\r\n"
+                              L"(<-)   CFirst::Inner\r\n"
+                              L"(<-) CFirst::Outer\r\n");
+    EXPECT_EQ(ReadLog(second), L"(->) CSecond::Call\r\n"
+                               L"(I0)   second, one deep\r\n"
+                               L"(<-) CSecond::Call\r\n"
+                               L"(->) CSecond::Again\r\n"
+                               L"(<-) CSecond::Again\r\n");
 }

@@ -37,6 +37,29 @@ bool AllDigits(const std::wstring& text)
     return !text.empty();
 }
 
+// The test clock, noting the performance counter when a file is about to
+// be opened and when one has just been closed.
+class FileCallCounter : public doubles::LogClock {
+public:
+    HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
+                       LPSECURITY_ATTRIBUTES lpSecurityAttributes, DWORD dwCreationDisposition,
+                       DWORD dwFlagsAndAttributes, HANDLE hTemplateFile) override
+    {
+        m_llLastOpen = CPerformanceCounter::Now();
+        return LogClock::CreateFileW(lpFileName, dwDesiredAccess, dwShareMode, lpSecurityAttributes,
+                                     dwCreationDisposition, dwFlagsAndAttributes, hTemplateFile);
+    }
+    BOOL CloseHandle(HANDLE hObject) override
+    {
+        const BOOL closed = LogClock::CloseHandle(hObject);
+        m_llLastClose = CPerformanceCounter::Now();
+        return closed;
+    }
+
+    long long m_llLastOpen = 0;
+    long long m_llLastClose = 0;
+};
+
 // One error line written with the given options and source line.
 class LineLayoutTest : public LogModuleTest {
 protected:
@@ -120,24 +143,49 @@ TEST_F(LineLayoutTest, DeltaFieldIsMillisecondsSinceTheLastLine)
 {
     const std::wstring file = m_folder / L"delta.log";
     LogTo(file, kError, kOptionDelta);
-    auto module = MakeModule();
-    module->LogSimpleString(nullptr, 0, kError, L"one");
-    ::Sleep(100);
-    module->LogSimpleString(nullptr, 0, kError, L"two");
-    module->LogSimpleString(nullptr, 0, kError, L"three");
+    // A line's delta runs from the end of the line before, after its file
+    // was closed and before the call returned, to its own prefix, made after
+    // the call began and before its file is opened for the append. The
+    // counter read at those points bounds what it may print: two lines in a
+    // row print 0 unless the machine stalled between them.
+    FileCallCounter kernel;
+    ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, kernel);
+    const wchar_t* const texts[] = {L"one", L"two", L"three"};
+    long long begun[4] = {};
+    long long opened[4] = {};
+    long long closed[4] = {};
+    long long returned[4] = {};
+    begun[0] = closed[0] = CPerformanceCounter::Now();
+    auto module = MakeModule();  // the first line counts from the module's making
+    returned[0] = CPerformanceCounter::Now();
+    for (int i = 1; i <= 3; ++i) {
+        if (i == 2) {
+            ::Sleep(100);
+        }
+        begun[i] = CPerformanceCounter::Now();
+        module->LogSimpleString(nullptr, 0, kError, texts[i - 1]);
+        returned[i] = CPerformanceCounter::Now();
+        opened[i] = kernel.m_llLastOpen;
+        closed[i] = kernel.m_llLastClose;
+    }
+    const auto ms = [](long long count) { return count * 1000 / CPerformanceCounter::Frequency(); };
 
     const std::wstring text = ReadLog(file);
-    const size_t second = text.find(L"\r\n") + 2;
-    const size_t third = text.find(L"\r\n", second) + 2;
-    const std::wstring two = text.substr(second, third - second);
-    const std::wstring three = text.substr(third);
-    ASSERT_EQ(two.size(), 12u + 10u);
-    EXPECT_EQ(two.substr(0, 1), L"(");
-    EXPECT_EQ(two.substr(7), L" ms) (##) two\r\n");
-    const long long delta = std::stoll(two.substr(1, 6));
-    EXPECT_GE(delta, 90);
-    EXPECT_LE(delta, 1000);
-    EXPECT_EQ(three, L"(000000 ms) (##) three\r\n");
+    size_t at = 0;
+    for (int i = 1; i <= 3; ++i) {
+        const size_t end = text.find(L"\r\n", at) + 2;
+        const std::wstring line = text.substr(at, end - at);
+        at = end;
+        ASSERT_EQ(line.substr(0, 1), L"(") << i;
+        const long long delta = std::stoll(line.substr(1, 6));
+        wchar_t expected[64] = {};
+        _snwprintf(expected, 64, L"(%6.6I64d ms) (##) %ls\r\n", delta, texts[i - 1]);
+        EXPECT_EQ(line, expected) << i;
+        EXPECT_GE(delta, ms(begun[i] - returned[i - 1])) << i;
+        EXPECT_LE(delta, ms(opened[i] - closed[i - 1])) << i;
+    }
+    EXPECT_EQ(at, text.size());
+    EXPECT_GE(ms(begun[2] - returned[1]), 90);  // the pause shows in the second line
 }
 
 TEST_F(LineLayoutTest, AllPrefixFieldsInTheirOrder)
