@@ -1,7 +1,7 @@
 #include "logging/CLogFunction.h"
 
 #include <cstdarg>
-#include <vector>
+#include <string_view>
 
 #include "logging/CLastErrorRestore.h"
 #include "logging/CLogModule.h"
@@ -96,39 +96,48 @@ const std::wstring& CLogFunction::GetFunctionClassName()
 
 // "Namespace::Class<Args>::Function" gives the class "Class" and the display
 // name "Class::Function": template arguments drop out, and only the first
-// 255 characters of the name count.
+// 255 characters of the name count. Every scope of a traced call splits its
+// name, so the work stays on the stack: only the two results are allocated.
 void CLogFunction::SplitNames()
 {
     if (m_namesSplit || m_functionName == nullptr) {
         return;
     }
     m_namesSplit = true;
-    std::wstring buffer;
-    std::vector<size_t> starts;
+    wchar_t buffer[kMaxNameLength];
+    size_t length = 0;
+    // The start positions of the components; only the last two are used.
+    size_t starts[2] = {0, 0};
+    size_t n = 0;
+    const auto addStart = [&](size_t position) {
+        starts[0] = starts[1];
+        starts[1] = position;
+        ++n;
+    };
     if (m_functionName[0] != L':') {
-        starts.push_back(0);
+        addStart(0);
     }
     int depth = 0;
-    for (const wchar_t* p = m_functionName; *p != L'\0' && buffer.size() < kMaxNameLength; ++p) {
+    for (const wchar_t* p = m_functionName; *p != L'\0' && length < kMaxNameLength; ++p) {
         if (*p == L'<') {
             ++depth;
         }
         if (depth == 0) {
-            buffer.push_back(*p);
+            buffer[length++] = *p;
             if (*p == L':' && p[1] == L':') {
-                starts.push_back(buffer.size() - 1 + 2);
+                addStart(length - 1 + 2);
             }
         }
         if (*p == L'>') {
             --depth;
         }
     }
-    const size_t n = starts.size();
+    const std::wstring_view text(buffer, length);
     if (n >= 2) {
-        m_className = buffer.substr(starts[n - 2], starts[n - 1] - 2 - starts[n - 2]);
+        m_className = text.substr(starts[0], starts[1] - 2 - starts[0]);
     }
-    const size_t from = n >= 2 ? starts[n - 2] : (n == 1 ? starts[0] : 0);
-    m_displayName = from <= buffer.size() ? buffer.substr(from) : std::wstring();
+    const size_t from = n >= 2 ? starts[0] : (n == 1 ? starts[1] : 0);
+    m_displayName = from <= text.size() ? text.substr(from) : std::wstring_view();
 }
 
 void LogReturnBool(CLogFunction* scope, bool value)

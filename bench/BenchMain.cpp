@@ -1,0 +1,192 @@
+// orvane-bench.exe: the Windows side of `make bench`. Prints one result
+// line per case ("result <id> <median> <min> <max> <runs> <unit>"); with
+// --count, runs each case for a fixed number of operations between two
+// named markers instead ("ops <id> <n>"), for a wineserver request trace.
+//
+//   orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] [--seconds S]
+//                [--count] [stream] [http] [trace] [memory]
+#include <winsock2.h>
+#include <windows.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "AppendWriteCase.h"
+#include "CaseRunner.h"
+#include "ClientNavigateCase.h"
+#include "HttpRequestCase.h"
+#include "LogLineCase.h"
+#include "NamedMutexCase.h"
+#include "RawSocketCase.h"
+#include "StreamCase.h"
+#include "StreamMemoryCase.h"
+#include "TraceScopeCase.h"
+#include "WinInetCase.h"
+#include "WinsockHttpCase.h"
+#include "logging/LogModules.h"
+
+namespace {
+
+struct Options {
+    int sinkPort = 0;
+    int sourcePort = 0;
+    int httpPort = 0;
+    int runs = 5;
+    unsigned long long mibPerRun = 64;
+    double seconds = 1.0;
+    bool counting = false;
+    std::set<std::string> groups;
+};
+
+bool Parse(int argc, char** argv, Options& options)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--ports" && i + 3 < argc) {
+            options.sinkPort = std::atoi(argv[++i]);
+            options.sourcePort = std::atoi(argv[++i]);
+            options.httpPort = std::atoi(argv[++i]);
+        } else if (arg == "--runs" && i + 1 < argc) {
+            options.runs = std::atoi(argv[++i]);
+        } else if (arg == "--mib" && i + 1 < argc) {
+            options.mibPerRun = std::strtoull(argv[++i], nullptr, 10);
+        } else if (arg == "--seconds" && i + 1 < argc) {
+            options.seconds = std::atof(argv[++i]);
+        } else if (arg == "--count") {
+            options.counting = true;
+        } else if (arg == "stream" || arg == "http" || arg == "trace" || arg == "memory") {
+            options.groups.insert(arg);
+        } else {
+            return false;
+        }
+    }
+    if (options.groups.empty()) {
+        options.groups = {"stream", "http", "trace", "memory"};
+    }
+    return options.sinkPort != 0 && options.runs >= 1;
+}
+
+// A path in the Wine prefix's temporary folder.
+std::wstring TempPath(const wchar_t* name)
+{
+    wchar_t folder[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    return std::wstring(folder) + name;
+}
+
+class Bench {
+public:
+    explicit Bench(const Options& options) : m_options(options), m_runner(options.runs, options.counting) {}
+
+    bool Stream()
+    {
+        using bench::Direction;
+        using bench::RawSocketCase;
+        using bench::StreamCase;
+        const bench::RunLength large{m_options.mibPerRun << 20, 0};
+        const bench::RunLength small{0, m_options.seconds};
+        const int sink = m_options.sinkPort;
+        const int source = m_options.sourcePort;
+        return Group(large, Make<StreamCase>(100, "stream.write.65536.ours", Direction::Write, sink, 65536UL),
+                     Make<RawSocketCase>(100, "stream.write.65536.raw", Direction::Write, sink, 65536UL))
+            && Group(small, Make<StreamCase>(500, "stream.write.512.ours", Direction::Write, sink, 512UL),
+                     Make<RawSocketCase>(500, "stream.write.512.raw", Direction::Write, sink, 512UL))
+            && Group(large, Make<StreamCase>(100, "stream.read.65536.ours", Direction::Read, source, 65536UL),
+                     Make<RawSocketCase>(100, "stream.read.65536.raw", Direction::Read, source, 65536UL))
+            && Group(small, Make<StreamCase>(500, "stream.read.512.ours", Direction::Read, source, 512UL),
+                     Make<RawSocketCase>(500, "stream.read.512.raw", Direction::Read, source, 512UL));
+    }
+
+    bool Http()
+    {
+        const bench::RunLength length{0, m_options.seconds};
+        const int port = m_options.httpPort;
+        return Group(length, Make<bench::HttpRequestCase>(5, "http.new.ours", port, false),
+                     Make<bench::WinInetCase>(50, "http.new.wininet", port, false),
+                     Make<bench::WinsockHttpCase>(50, "http.new.winsock", port, false))
+            && Group(length, Make<bench::HttpRequestCase>(5, "http.kept.ours", port, true),
+                     Make<bench::WinInetCase>(50, "http.kept.wininet", port, true),
+                     Make<bench::WinsockHttpCase>(50, "http.kept.winsock", port, true),
+                     Make<bench::ClientNavigateCase>(50, "http.kept.nodrain", port));
+    }
+
+    bool Trace()
+    {
+        const bench::RunLength length{0, m_options.seconds};
+        const std::wstring lines = TempPath(L"orvane-bench-lines.log");
+        const std::wstring appended = TempPath(L"orvane-bench-append.log");
+        DeleteFileW(lines.c_str());
+        DeleteFileW(appended.c_str());
+        QVLogging::CLogModule lineModule("BenchLines", __DATE__, __TIME__, nullptr, 30);
+        return Group(length, Make<bench::TraceScopeCase>(1000, "trace.scope.ours", g_pOrvaneAPILog, false),
+                     Make<bench::TraceScopeCase>(100, "trace.scope.before", g_pOrvaneAPILog, true),
+                     Make<bench::NamedMutexCase>(100, "trace.scope.mutex"))
+            && Group(length, Make<bench::LogLineCase>(100, "trace.line.ours", &lineModule, lines),
+                     Make<bench::AppendWriteCase>(100, "trace.line.append", lines, appended));
+    }
+
+    bool Memory()
+    {
+        if (m_options.counting) {
+            return true;
+        }
+        bench::StreamMemoryCase memory("memory.stream.ours", m_options.sinkPort, 1000);
+        return memory.Run(m_options.runs);
+    }
+
+private:
+    template <typename Case, typename... Args>
+    static bench::GroupEntry Make(unsigned long countOps, const std::string& id, Args... args)
+    {
+        return {std::make_unique<Case>(id, args...), countOps};
+    }
+
+    template <typename... Entries>
+    bool Group(const bench::RunLength& length, Entries... entries)
+    {
+        std::vector<bench::GroupEntry> group;
+        (group.push_back(std::move(entries)), ...);
+        return m_runner.RunGroup(group, length);
+    }
+
+    Options m_options;
+    bench::CaseRunner m_runner;
+};
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    Options options;
+    if (!Parse(argc, argv, options)) {
+        std::fprintf(stderr, "usage: orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] "
+                             "[--seconds S] [--count] [stream] [http] [trace] [memory]\n");
+        return 2;
+    }
+    WSADATA data;
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) {
+        return 1;
+    }
+    // Logging starts off: no settings from an earlier run.
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\ZQ\\QV\\Logging");
+    Bench bench(options);
+    bool ok = true;
+    if (options.groups.count("stream")) {
+        ok = bench.Stream() && ok;
+    }
+    if (options.groups.count("http")) {
+        ok = bench.Http() && ok;
+    }
+    if (options.groups.count("trace")) {
+        ok = bench.Trace() && ok;
+    }
+    if (options.groups.count("memory")) {
+        ok = bench.Memory() && ok;
+    }
+    WSACleanup();
+    return ok ? 0 : 1;
+}

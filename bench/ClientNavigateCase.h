@@ -1,0 +1,30 @@
+#pragma once
+
+#include "BenchCase.h"
+#include "http/CHTTPNavigateParams.h"
+#include "http/IHTTPClient.h"
+
+namespace bench {
+
+// A diagnostic beside the HTTP cases, not a figure of the public API: the
+// HTTP client's Navigate for the 1 KiB page on a held session, with bit 0
+// of the parameters' flags set, which leaves out the drain of an earlier
+// answer (EmptyDeviceRespone, a read with a 100 ms time-out) that every
+// HTTPRequest::GetResponse does first. It shows what an exchange costs
+// apart from that drain.
+class ClientNavigateCase : public BenchCase {
+public:
+    ClientNavigateCase(const std::string& id, int port);
+    ~ClientNavigateCase() override;
+
+    bool Begin() override;
+    unsigned long long Step() override;
+    void End() override;
+
+private:
+    int m_port;
+    QVIOStack::CHTTPNavigateParams m_params;
+    QVIOStack::IHTTPClient* m_client = nullptr;
+};
+
+}  // namespace bench
