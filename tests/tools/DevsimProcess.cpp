@@ -56,6 +56,20 @@ DevsimProcess::DevsimProcess(std::vector<std::wstring> extra) : m_folder(TempNam
     }
 }
 
+std::vector<std::string> DevsimProcess::HttpRequests()
+{
+    const std::string peer = "from 127.0.0.1:";
+    std::vector<std::string> requests;
+    for (const std::string& line : m_process->OutputLines()) {
+        const size_t at = line.find(peer);
+        if (line.rfind("http ", 0) == 0 && at != std::string::npos) {
+            const size_t port = at + peer.size();
+            requests.push_back(line.substr(0, port) + "P" + line.substr(line.find(':', port)));
+        }
+    }
+    return requests;
+}
+
 DevsimProcess::~DevsimProcess()
 {
     if (m_process) {

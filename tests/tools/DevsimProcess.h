@@ -29,6 +29,9 @@ public:
     // The bytes of a stored job file; waits up to `ms` for it to appear.
     bool ReadJob(const std::wstring& name, std::string* bytes, DWORD ms = 10000) const;
     ChildProcess& Process() { return *m_process; }
+    // The log lines of HTTP requests so far, each peer's port written "P":
+    // "http GET /status from 127.0.0.1:P: 200".
+    std::vector<std::string> HttpRequests();
 
 private:
     std::unique_ptr<ChildProcess> m_process;

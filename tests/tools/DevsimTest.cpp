@@ -7,6 +7,7 @@
 #include <string>
 
 #include "common/Text.h"
+#include "devsim/DevsimOptions.h"
 #include "devsim/DigestAuth.h"
 #include "peers/LoopbackPeer.h"
 #include "tools/DevsimProcess.h"
@@ -165,6 +166,25 @@ TEST_F(Devsim, RedirectsToTheStatusPageOfTheRequestedHost)
     EXPECT_EQ("http://127.0.0.1/status", HeaderValue(answer, "Location"));
 }
 
+TEST_F(Devsim, EchoesAnyRequestAndLogsTheSizeOfItsBody)
+{
+    ASSERT_TRUE(devsim.Running());
+    const std::string put = "PUT /echo?x=1 HTTP/1.1\r\nHost: h\r\nX-Test: 1\r\nContent-Length: 3\r\nConnection: close\r\n\r\nabc";
+    EXPECT_EQ("HTTP/1.1 200 OK\r\nServer: orvane-devsim\r\nContent-Type: text/plain\r\nContent-Length: 87\r\n"
+              "Connection: close\r\n\r\n" + put,
+              Exchange(devsim.HttpPort(), put));
+    EXPECT_EQ(0u, Exchange(devsim.HttpPort(), "DELETE /echo HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n")
+                      .find("HTTP/1.1 200 OK\r\n"));
+    // Other pages take GET, HEAD and POST only.
+    EXPECT_EQ(0u, Exchange(devsim.HttpPort(), "PUT /status HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n"
+                                              "Connection: close\r\n\r\nzz")
+                      .find("HTTP/1.1 405 Method Not Allowed\r\n"));
+    EXPECT_EQ((std::vector<std::string>{"http PUT /echo?x=1 from 127.0.0.1:P: 200 (3 bytes of body)",
+                                        "http DELETE /echo from 127.0.0.1:P: 200",
+                                        "http PUT /status from 127.0.0.1:P: 405 (2 bytes of body)"}),
+              devsim.HttpRequests());
+}
+
 TEST_F(Devsim, StoresAJobAnswersItAndListsIt)
 {
     ASSERT_TRUE(devsim.Running());
@@ -212,6 +232,16 @@ TEST(DevsimProgram, StopsAtItsTimeLimitAndLogsEachEvent)
     EXPECT_EQ("http port listening on 127.0.0.1:" + std::to_string(devsim.HttpPort()), lines[2]);
     EXPECT_EQ("stopping: time limit", lines[3]);
     EXPECT_EQ("stopped", lines[4]);
+}
+
+TEST(DevsimProgram, DescribesItselfOnHelp)
+{
+    const toolstest::RunResult result = toolstest::RunTool(L"orvane-devsim.exe", {L"--help"});
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_EQ(ChildProcess::Lines(devsim::DevsimOptions::Usage()), result.out);
+    ASSERT_FALSE(result.out.empty());
+    EXPECT_EQ("usage: orvane-devsim [OPTIONS]", result.out.front());
+    EXPECT_TRUE(result.err.empty());
 }
 
 TEST(DevsimProgram, RejectsBadOptionsWithExitCodeTwo)

@@ -4,15 +4,20 @@
 
 #include <winsock2.h>
 
+#include <algorithm>
 #include <regex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "common/Text.h"
 #include "peers/ClosedPort.h"
 #include "peers/LoopbackPeer.h"
 #include "tools/DevsimProcess.h"
+#include "tools/ResettingDevice.h"
 
 using toolstest::DevsimProcess;
+using toolstest::ResettingDevice;
 using toolstest::RunTool;
 using toolstest::RunResult;
 using toolstest::TempFile;
@@ -62,11 +67,21 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
 
 TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
 {
-    for (const wchar_t* command : {L"send", L"read", L"log"}) {
-        const RunResult result = RunTool(L"orvane.exe", {command, L"--help"});
+    const std::vector<std::pair<std::wstring, std::string>> usages{
+        {L"send", "usage: orvane send [--timeout MS] ADDRESS[:PORT] FILE"},
+        {L"read", "usage: orvane read [--timeout MS] [-o FILE] ADDRESS[:PORT]"},
+        {L"http", "usage: orvane http [OPTIONS] ADDRESS[:PORT] URI"},
+        {L"log", "usage: orvane log on|off|show [--process EXE [--module NAME]] [--file PATH] [--level N]"},
+    };
+    for (const auto& usage : usages) {
+        const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});
         EXPECT_EQ(0, result.exitCode);
         ASSERT_FALSE(result.out.empty());
-        EXPECT_EQ("usage: orvane " + tools::Text::Narrow(command) + " ", result.out[0].substr(0, 15 + wcslen(command)));
+        EXPECT_EQ(usage.second, result.out[0]);
+        // Each text ends with its exit codes.
+        EXPECT_EQ(1, std::count_if(result.out.begin(), result.out.end(), [](const std::string& line) {
+                      return line.rfind("exit codes: 0 ", 0) == 0;
+                  })) << usage.second;
         EXPECT_TRUE(result.err.empty());
     }
 }
@@ -124,6 +139,36 @@ TEST(OrvaneSend, DeliversEveryByteOfAMultiMegabyteFileWithoutProgressOnAPipe)
     EXPECT_TRUE(job == stored);
     EXPECT_EQ("job 1 stored 5242897 bytes in " + tools::Text::Narrow(devsim.JobsFolder()) + "\\job-0001.prn",
               devsim.Process().WaitForLine("job 1 stored"));
+}
+
+TEST(OrvaneSend, FailsWithExitCodeOneWhenTheDeviceResetsMidway)
+{
+    const size_t total = 8 * 1024 * 1024;
+    TempFile file(Pattern(total));
+    std::vector<std::string> err;
+    size_t received = 0;
+    {
+        ResettingDevice device(1024 * 1024);
+        // A write pending when the reset comes may only end at its timeout
+        // under Wine; either way the write fails.
+        const RunResult result = RunTool(L"orvane.exe", {L"send", L"--timeout", L"3000", device.Target(), file.Path()});
+        EXPECT_EQ(1, result.exitCode);
+        EXPECT_TRUE(result.out.empty());
+        err = result.err;
+        received = device.Received();
+    }
+    EXPECT_LE(1024u * 1024u, received);
+    ASSERT_EQ(1u, err.size());
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(err[0], match, std::regex("orvane send: write to 127\\.0\\.0\\.1:[0-9]+ failed after "
+                                                           "([0-9]+) of 8388608 bytes: status 0x80004005; the stream "
+                                                           "keeps no system error code for a write, 'orvane log on' "
+                                                           "records the cause")))
+        << err[0];
+    // What the device took was handed to the stream; what was handed on is
+    // less than the file.
+    EXPECT_LE(received, std::stoull(match[1]));
+    EXPECT_GT(total, std::stoull(match[1]));
 }
 
 TEST(OrvaneRead, CopiesWhatTheDeviceSendsUntilItFallsSilent)

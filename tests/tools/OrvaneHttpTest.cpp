@@ -1,10 +1,12 @@
 // orvane http run against the web server of orvane-devsim.exe.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "common/Text.h"
+#include "peers/ClosedPort.h"
 #include "tools/DevsimProcess.h"
 
 using toolstest::DevsimProcess;
@@ -104,10 +106,40 @@ TEST(OrvaneHttp, PostsABodyFromTextOrFile)
     ASSERT_FALSE(posted.out.empty());
     EXPECT_EQ("HTTP 200", posted.out.front());
     TempFile body("from a file");
-    const RunResult fromFile = Http(devsim, {L"--data-file", body.Path(), L"/status"});
+    const RunResult fromFile = Http(devsim, {L"--data-file", body.Path(), L"/echo"});
     EXPECT_EQ(0, fromFile.exitCode);
-    EXPECT_EQ(std::vector<std::string>{kStatusPage}, fromFile.out);
-    EXPECT_NE("", devsim.Process().WaitForLine("http POST /status from "));
+    ASSERT_FALSE(fromFile.out.empty());
+    EXPECT_EQ("POST /echo HTTP/1.1", fromFile.out.front());
+    EXPECT_EQ("from a file", fromFile.out.back());
+    EXPECT_EQ((std::vector<std::string>{"http POST /status from 127.0.0.1:P: 200 (5 bytes of body)",
+                                        "http POST /echo from 127.0.0.1:P: 200 (11 bytes of body)"}),
+              devsim.HttpRequests());
+}
+
+TEST(OrvaneHttp, SendsTheMethodHeadersAndBodyAsGiven)
+{
+    DevsimProcess devsim;
+    ASSERT_TRUE(devsim.Running());
+    const RunResult put = Http(devsim, {L"--method", L"PUT", L"--data", L"a=1&b=2", L"-H", L"X-Test:1", L"-H",
+                                        L"X-Other: two words", L"--content-type", L"text/plain", L"/echo"});
+    EXPECT_EQ(0, put.exitCode);
+    ASSERT_LT(2u, put.out.size());
+    EXPECT_EQ("PUT /echo HTTP/1.1", put.out.front());
+    // The device echoes the head it got, then an empty line and the body.
+    const std::vector<std::string> head(put.out.begin() + 1, put.out.end() - 2);
+    for (const char* header : {"X-Test: 1", "X-Other: two words", "Content-Length: 7", "Content-Type: text/plain"}) {
+        EXPECT_EQ(1, std::count(head.begin(), head.end(), header)) << header;
+    }
+    EXPECT_EQ("", put.out[put.out.size() - 2]);
+    EXPECT_EQ("a=1&b=2", put.out.back());
+
+    const RunResult removed = Http(devsim, {L"--method", L"DELETE", L"/echo"});
+    EXPECT_EQ(0, removed.exitCode);
+    ASSERT_FALSE(removed.out.empty());
+    EXPECT_EQ("DELETE /echo HTTP/1.1", removed.out.front());
+    EXPECT_EQ((std::vector<std::string>{"http PUT /echo from 127.0.0.1:P: 200 (7 bytes of body)",
+                                        "http DELETE /echo from 127.0.0.1:P: 200"}),
+              devsim.HttpRequests());
 }
 
 TEST(OrvaneHttp, WritesTheBodyToAFile)
@@ -141,6 +173,19 @@ TEST(OrvaneHttp, RefusesBadArgumentsWithExitCodeTwo)
     const RunResult missing = RunTool(L"orvane.exe", {L"http", L"127.0.0.1"});
     EXPECT_EQ(2, missing.exitCode);
     EXPECT_EQ("orvane http: expected ADDRESS[:PORT] and URI", missing.err.at(0));
+}
+
+TEST(OrvaneHttp, NoAnswerFailsWithExitCodeOneAndTheStatus)
+{
+    peers::ClosedPort closed(8080, 8000);
+    ASSERT_NE(0, closed.Port());
+    const RunResult result = RunTool(L"orvane.exe", {L"http", closed.Target(), L"/status"});
+    EXPECT_EQ(1, result.exitCode);
+    EXPECT_EQ(std::vector<std::string>{"orvane http: no answer from " + closed.Text()
+                                       + ": status 0x80004005 (the connection failed or the answer was malformed; "
+                                         "'orvane log on' records why)"},
+              result.err);
+    EXPECT_TRUE(result.out.empty());
 }
 
 TEST(OrvaneHttp, APortWithoutHttpRequestsFailsWithExitCodeOne)

@@ -68,4 +68,10 @@ TEST(ErrorText, NamesTheStreamErrorsAndFallsBackToTheSystemText)
     EXPECT_EQ("3735928559 (unknown error)", ErrorText::Describe(0xDEADBEEF));
 }
 
+TEST(ErrorText, WritesAStatusResultInHexadecimal)
+{
+    EXPECT_EQ("status 0x80004005", ErrorText::Status(0x80004005));
+    EXPECT_EQ("status 0x00000000", ErrorText::Status(0));
+}
+
 }  // namespace

@@ -4,37 +4,10 @@
 set -euo pipefail
 wine_run=$(realpath "$1")
 devsim=$(realpath "$2")
-work=$(mktemp -d)
-pid=
-cleanup() {
-  if [ -n "$pid" ]; then
-    kill "$pid" 2>/dev/null || true
-    wait "$pid" 2>/dev/null || true
-  fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-(cd "$work" && exec "$wine_run" "$devsim" --job-port 0 --http-port 0 --seconds 30 >log.txt 2>&1) &
-pid=$!
-port=
-for _ in $(seq 100); do
-  port=$(sed -n 's/^http port listening on 127\.0\.0\.1:\([0-9]*\)\r\{0,1\}$/\1/p' "$work/log.txt")
-  [ -n "$port" ] && break
-  sleep 0.1
-done
-[ -n "$port" ] || { echo "the simulator did not start"; cat "$work/log.txt"; exit 1; }
-url=http://127.0.0.1:$port
-
-fail=0
-check() {  # name, expected, actual
-  if [ "$2" != "$3" ]; then
-    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
-    fail=1
-  else
-    echo "ok   $1"
-  fi
-}
+. "$(dirname "$0")/devsim.sh"
+. "$(dirname "$0")/check.sh"
+devsim_start "$wine_run" "$devsim" --seconds 60
+url=http://127.0.0.1:$devsim_http_port
 fetch() { curl -s --max-time 5 "$@"; }
 
 check status "200 142" "$(fetch -o /dev/null -w '%{http_code} %{size_download}' "$url/status")"
@@ -48,4 +21,7 @@ check redirect "302 $url/status" "$(fetch -o /dev/null -w '%{http_code} %{redire
 check redirect-followed "200 1" "$(fetch -L -o /dev/null -w '%{http_code} %{num_redirects}' "$url/redirect")"
 check keep-alive "200 200 1" "$(fetch -o /dev/null -o /dev/null -w '%{http_code} ' "$url/status" "$url/jobs" | tr -d '\n'; \
   fetch -v -o /dev/null -o /dev/null "$url/status" "$url/status" 2>&1 | grep -c 'Re-using existing connection')"
+check echo $'PUT /echo HTTP/1.1\r\nHost: 127.0.0.1:'$devsim_http_port$'\r\nUser-Agent: t\r\nAccept: */*\r\nX-Test: 1\r\nContent-Length: 5\r\nContent-Type: application/x-www-form-urlencoded\r\n\r\nhello' \
+  "$(fetch -A t -X PUT -H 'X-Test: 1' --data hello "$url/echo")"
+check echo-logged 1 "$(devsim_log | grep -Ec '^http PUT /echo from 127\.0\.0\.1:[0-9]+: 200 \(5 bytes of body\)$')"
 exit $fail

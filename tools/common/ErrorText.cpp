@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <cstdio>
+
 namespace tools {
 
 namespace {
@@ -40,6 +42,13 @@ std::string ErrorText::Describe(unsigned long code)
 {
     const char* name = StreamErrorName(code);
     return std::to_string(code) + " (" + (name != nullptr ? std::string(name) : SystemMessage(code)) + ")";
+}
+
+std::string ErrorText::Status(unsigned long status)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "status 0x%08lX", status);
+    return text;
 }
 
 }  // namespace tools

@@ -57,7 +57,8 @@ void HttpSession::Answer()
         const HttpResponse response = m_site.Respond(request);
         const bool keepAlive = request.KeepAlive();
         m_log.Line("http " + request.method + " " + request.target + " from " + m_peer + ": "
-                   + std::to_string(response.Status()));
+                   + std::to_string(response.Status())
+                   + (request.body.empty() ? "" : " (" + std::to_string(request.body.size()) + " bytes of body)"));
         Queue(response.Serialize(request.method == "HEAD", keepAlive, request.version == "HTTP/1.0"));
         if (!keepAlive) {
             m_input.clear();

@@ -9,6 +9,10 @@
 
 int wmain(int argc, wchar_t** argv)
 {
+    // Unbuffered, the C runtime hands a console one character per write, and
+    // under Wine each write is a round trip to the console. The log flushes
+    // every line itself.
+    std::setvbuf(stdout, nullptr, _IOFBF, 4096);
     devsim::DevsimOptions options;
     std::string error;
     if (!options.Parse(std::vector<std::wstring>(argv + 1, argv + argc), &error)) {

@@ -20,12 +20,15 @@ HttpResponse WebSite::Page(int status, const std::string& reason, const std::str
 
 HttpResponse WebSite::Respond(const HttpRequest& request)
 {
+    const std::string path = request.target.substr(0, request.target.find('?'));
+    if (path == "/echo") {
+        return EchoPage(request);
+    }
     if (request.method != "GET" && request.method != "HEAD" && request.method != "POST") {
         HttpResponse response = Page(405, "Method Not Allowed", "Method not allowed.");
         response.SetHeader("Allow", "GET, HEAD, POST");
         return response;
     }
-    const std::string path = request.target.substr(0, request.target.find('?'));
     if (path == "/" || path == "/status") {
         return StatusPage();
     }
@@ -92,6 +95,17 @@ HttpResponse WebSite::Redirect(const HttpRequest& request) const
     const std::string host = request.Header("Host");
     HttpResponse response = Page(302, "Found", "Moved to /status.");
     response.SetHeader("Location", host.empty() ? "/status" : "http://" + host + "/status");
+    return response;
+}
+
+HttpResponse WebSite::EchoPage(const HttpRequest& request)
+{
+    std::string text = request.method + " " + request.target + " " + request.version + "\r\n";
+    for (const auto& header : request.headers) {
+        text += header.first + ": " + header.second + "\r\n";
+    }
+    HttpResponse response(200, "OK");
+    response.SetBody("text/plain", text + "\r\n" + request.body);
     return response;
 }
 

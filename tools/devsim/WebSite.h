@@ -1,5 +1,5 @@
 // The simulator's web pages: status, chunked, Basic and Digest protected,
-// redirect, and the list of jobs.
+// redirect, the list of jobs, and an echo of the request.
 #pragma once
 
 #include <string>
@@ -26,6 +26,9 @@ private:
     HttpResponse DigestPage(const HttpRequest& request);
     HttpResponse Redirect(const HttpRequest& request) const;
     HttpResponse JobsPage() const;
+    // The request as it came, any method: request line, headers, an empty
+    // line and the body, as text.
+    static HttpResponse EchoPage(const HttpRequest& request);
     static HttpResponse Page(int status, const std::string& reason, const std::string& text);
 
     const JobStore& m_jobs;

@@ -22,7 +22,11 @@ bool DeviceStream::Open(const DeviceTarget& target, unsigned long timeoutMs)
     const unsigned long status = address->CreateStream(target.Port(), &m_stream);
     address->Dispose();
     if (status != 0 || m_stream == nullptr) {
-        m_error = "the library made no stream for " + target.Text();
+        // CreateStream answers a refused port or address with status 0 and
+        // no stream, and has no system error code to give: the log has the
+        // cause.
+        m_error = "the library made no stream for " + target.Text() + ": " + ErrorText::Status(status)
+                  + "; 'orvane log on' records the cause";
         return false;
     }
     if (timeoutMs != 0) {

@@ -44,7 +44,8 @@ public:
                "the answer to standard output, like curl. PORT is 80 when left out; the\n"
                "library speaks HTTP on ports 80 to 8080, and HTTPS on 443 and 7627.\n"
                "A 401 answer is retried once with the credentials (Basic or Digest, as\n"
-               "the device asks), and 301, 302 and 307 are followed.\n"
+               "the device asks), and 301, 302 and 307 are followed. The library reads\n"
+               "no body for any other status above 200 (a 404 comes without its page).\n"
                "\n"
                "options:\n"
                "  --method M         GET, PUT, POST or DELETE (default GET, or POST with\n"
@@ -167,8 +168,9 @@ private:
         }
 
         Orvane::HTTPResponse* response = nullptr;
-        if (request->GetResponse(&response) != 0 || response == nullptr) {
-            Complain("no answer from " + target.Text()
+        const unsigned long status = request->GetResponse(&response);
+        if (status != 0 || response == nullptr) {
+            Complain("no answer from " + target.Text() + ": " + ErrorText::Status(status)
                      + " (the connection failed or the answer was malformed; 'orvane log on' records why)");
             return kExitFailure;
         }

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <string>
 #include <vector>
 
 #include "common/ArgumentParser.h"
@@ -83,20 +84,31 @@ private:
             Complain(stream.Error());
             return kExitFailure;
         }
-        ProgressBar progress(std::cout, Terminal::IsTerminal(GetStdHandle(STD_OUTPUT_HANDLE)), total);
+        const bool terminal = Terminal::IsTerminal(GetStdHandle(STD_OUTPUT_HANDLE));
+        if (terminal) {
+            // Unbuffered, the C runtime hands a console one character per
+            // write, and under Wine each write is a round trip to the
+            // console: buffered, each drawing of the bar is one write.
+            std::setvbuf(stdout, nullptr, _IOFBF, 4096);
+        }
+        ProgressBar progress(std::cout, terminal, total);
         const ULONGLONG start = GetTickCount64();
         std::vector<char> buffer(kChunk);
         uint64_t sent = 0;
         DWORD got = 0;
         while (ReadFile(file, buffer.data(), kChunk, &got, nullptr) && got != 0) {
-            unsigned long written = 0;
-            if (stream->Write(buffer.data(), got, &written) != 0 || written != got) {
-                progress.Finish(sent + written, Elapsed(start));
-                Complain("write to " + target.Text() + " failed after " + std::to_string(sent + written) + " of "
-                         + std::to_string(total) + " bytes");
-                return kExitFailure;
+            // The stream may take part of a buffer; the rest is written again.
+            for (DWORD offset = 0; offset < got;) {
+                unsigned long written = 0;
+                const unsigned long status = stream->Write(buffer.data() + offset, got - offset, &written);
+                if (status != 0 || written == 0) {
+                    progress.Finish(sent + written, Elapsed(start));
+                    Complain(WriteFailure(target, sent + written, total, status));
+                    return kExitFailure;
+                }
+                offset += written;
+                sent += written;
             }
-            sent += got;
             progress.Update(sent, Elapsed(start));
         }
         if (sent != total) {
@@ -109,6 +121,16 @@ private:
         std::printf("sent %llu bytes to %s in %.2f s\n", static_cast<unsigned long long>(sent),
                     target.Text().c_str(), elapsed / 1000.0);
         return kExitOk;
+    }
+
+    // A failed write leaves no system error code in the stream (it keeps
+    // the outcome of the last open, read or close), so the message gives
+    // the status and points at the log.
+    static std::string WriteFailure(const DeviceTarget& target, uint64_t sent, uint64_t total, unsigned long status)
+    {
+        return "write to " + target.Text() + " failed after " + std::to_string(sent) + " of " + std::to_string(total)
+               + " bytes: " + ErrorText::Status(status) + "; the stream keeps no system error code for a write, "
+               + "'orvane log on' records the cause";
     }
 
     static unsigned long Elapsed(ULONGLONG start) { return static_cast<unsigned long>(GetTickCount64() - start); }
