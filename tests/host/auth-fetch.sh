@@ -11,15 +11,7 @@ fetch=$(realpath "$2")
 trap "exit 143" TERM INT HUP
 auth_server_start
 
-fail=0
-check() {  # name, expected, actual
-  if [ "$2" != "$3" ]; then
-    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
-    fail=1
-  else
-    echo "ok   $1"
-  fi
-}
+. "$(dirname "$0")/../peers/check.sh"
 library() { timeout 60 "$wine_run" "$fetch" 127.0.0.1 "$auth_port" "$@" | tr -d '\r'; }
 curl_code() { curl -s --max-time 5 -o /dev/null -w '%{http_code}' "$@"; }
 

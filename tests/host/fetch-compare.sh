@@ -1,15 +1,7 @@
 # Sourced by a test script: pages fetched by Linux curl and by HttpFetch.exe,
 # a host on the public header and the import library, must agree. Needs
 # wine_run, fetch and work; fail becomes 1 at the first difference.
-fail=0
-check() {  # name, expected, actual
-  if [ "$2" != "$3" ]; then
-    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
-    fail=1
-  else
-    echo "ok   $1"
-  fi
-}
+. "$(dirname "${BASH_SOURCE[0]}")/../peers/check.sh"
 # The value of a header (any case of its name) in a header file, or nothing.
 value() { sed -n "s/^$2: //Ip" "$1" | head -n 1; }
 

@@ -33,7 +33,7 @@ trap cleanup EXIT
 trap "exit 143" TERM INT HUP
 mkdir -p "$temp_unix/$folder"
 
-. "$(dirname "$0")/../tools/check.sh"
+. "$(dirname "$0")/../peers/check.sh"
 
 # The README's example, the file name kept below %TEMP%.
 cat >"$work/logging.reg" <<EOF

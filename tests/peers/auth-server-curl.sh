@@ -6,15 +6,7 @@ set -euo pipefail
 . "$(dirname "$0")/auth-server.sh"
 auth_server_start
 
-fail=0
-check() {  # name, expected, actual
-  if [ "$2" != "$3" ]; then
-    printf 'FAIL %s\n  expected: %q\n  actual:   %q\n' "$1" "$2" "$3"
-    fail=1
-  else
-    echo "ok   $1"
-  fi
-}
+. "$(dirname "$0")/check.sh"
 code() { curl -s --max-time 5 -o /dev/null -w '%{http_code}' "$@"; }
 
 check digest-none 401 "$(code "$auth_url/digest/index.html")"

@@ -8,7 +8,7 @@ set -euo pipefail
 wine_run=$(realpath "$1")
 devsim=$(realpath "$2")
 . "$(dirname "$0")/devsim.sh"
-. "$(dirname "$0")/check.sh"
+. "$(dirname "$0")/../peers/check.sh"
 
 devsim_start "$wine_run" "$devsim" --seconds 60
 devsim_stop

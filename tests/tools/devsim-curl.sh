@@ -5,7 +5,7 @@ set -euo pipefail
 wine_run=$(realpath "$1")
 devsim=$(realpath "$2")
 . "$(dirname "$0")/devsim.sh"
-. "$(dirname "$0")/check.sh"
+. "$(dirname "$0")/../peers/check.sh"
 devsim_start "$wine_run" "$devsim" --seconds 60
 url=http://127.0.0.1:$devsim_http_port
 fetch() { curl -s --max-time 5 "$@"; }

@@ -9,7 +9,7 @@ set -euo pipefail
 wine_run=$(realpath "$1")
 orvane=$(realpath "$2")
 . "$(dirname "$0")/../peers/auth-server.sh"
-. "$(dirname "$0")/check.sh"
+. "$(dirname "$0")/../peers/check.sh"
 trap "exit 143" TERM INT HUP
 auth_server_start
 printf 'plain page\n' >"$lighttpd_work/www/plain.html"

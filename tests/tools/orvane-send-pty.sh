@@ -9,7 +9,7 @@ wine_run=$(realpath "$1")
 orvane=$(realpath "$2")
 devsim=$(realpath "$3")
 . "$(dirname "$0")/devsim.sh"
-. "$(dirname "$0")/check.sh"
+. "$(dirname "$0")/../peers/check.sh"
 devsim_start "$wine_run" "$devsim" --seconds 120
 device=127.0.0.1:$devsim_job_port
 size=$((3 * 1024 * 1024))
