@@ -1,8 +1,8 @@
 #pragma once
 
 #include "BenchCase.h"
+#include "HeldSession.h"
 #include "http/CHTTPNavigateParams.h"
-#include "http/IHTTPClient.h"
 
 namespace bench {
 
@@ -15,16 +15,15 @@ namespace bench {
 class ClientNavigateCase : public BenchCase {
 public:
     ClientNavigateCase(const std::string& id, int port);
-    ~ClientNavigateCase() override;
 
-    bool Begin() override;
+    bool Begin() override { return m_session.Open(m_port); }
     unsigned long long Step() override;
-    void End() override;
+    void End() override { m_session.Close(); }
 
 private:
     int m_port;
     QVIOStack::CHTTPNavigateParams m_params;
-    QVIOStack::IHTTPClient* m_client = nullptr;
+    HeldSession m_session;
 };
 
 }  // namespace bench

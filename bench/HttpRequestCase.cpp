@@ -1,10 +1,6 @@
 #include "HttpRequestCase.h"
 
-#include <string>
-
 #include "api/QVHTTPRequest.h"
-#include "http/CHTTPClient.h"
-#include "iostack/CIONetwork.h"
 
 namespace bench {
 
@@ -42,22 +38,17 @@ bool HttpRequestCase::Begin()
     return true;
 }
 
-// The objects Address::CreateHTTPRequest makes, made here so that the
-// client is at hand for OpenSession.
+// The request made by hand, so that its client is the one whose session
+// is held open.
 bool HttpRequestCase::BeginKeptSession()
 {
-    QVIOStack::IDeviceConnection* connection = QVIOStack::CreateIONetwork(false);
-    const std::wstring service = L"127.0.0.1:" + std::to_wstring(m_port);
-    if (connection == nullptr || connection->Initialize(service.c_str()) != 0) {
-        delete connection;
+    if (!m_session.Open(m_port)) {
         return false;
     }
-    m_client = new QVIOStack::CHTTPClient(connection);
-    m_client->AddRef();
-    m_request = new Orvane::QVHTTPRequest(m_client);
+    m_request = new Orvane::QVHTTPRequest(m_session.Client());
     m_request->AddRef();
     m_request->SetURI(L"/page");
-    return m_client->OpenSession(nullptr, 0) == 0;
+    return true;
 }
 
 unsigned long long HttpRequestCase::Step()
@@ -72,16 +63,11 @@ unsigned long long HttpRequestCase::Step()
 
 void HttpRequestCase::End()
 {
-    if (m_client != nullptr) {
-        m_client->CloseSession();
-    }
+    // The request keeps the client until it goes too.
+    m_session.Close();
     if (m_request != nullptr) {
         m_request->Dispose();
         m_request = nullptr;
-    }
-    if (m_client != nullptr) {
-        m_client->Dispose();
-        m_client = nullptr;
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "BenchCase.h"
-#include "http/IHTTPClient.h"
+#include "HeldSession.h"
 #include "orvane64.h"
 
 namespace bench {
@@ -21,13 +21,13 @@ public:
     void End() override;
 
 private:
-    // The request on a client of its own, with the session open.
+    // The request on the held session's client.
     bool BeginKeptSession();
 
     int m_port;
     bool m_keptSession;
     Orvane::HTTPRequest* m_request = nullptr;
-    QVIOStack::IHTTPClient* m_client = nullptr;
+    HeldSession m_session;
 };
 
 }  // namespace bench

@@ -4,12 +4,6 @@
 
 namespace bench {
 
-RawSocketCase::RawSocketCase(const std::string& id, Direction direction, int port, unsigned long chunk)
-    : BenchCase(id, Unit::MegabytesPerSecond), m_direction(direction), m_port(port),
-      m_buffer(chunk, 'w')
-{
-}
-
 RawSocketCase::~RawSocketCase()
 {
     End();
@@ -24,19 +18,19 @@ bool RawSocketCase::Begin()
     }
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<u_short>(m_port));
+    address.sin_port = htons(static_cast<u_short>(Port()));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
 }
 
 unsigned long long RawSocketCase::Step()
 {
-    WSABUF chunk{static_cast<ULONG>(m_buffer.size()), m_buffer.data()};
+    WSABUF chunk{static_cast<ULONG>(Chunk().size()), Chunk().data()};
     WSAOVERLAPPED overlapped{};
     overlapped.hEvent = m_event;
     DWORD done = 0;
     DWORD flags = 0;
-    const int result = m_direction == Direction::Write
+    const int result = Writes()
         ? WSASend(m_socket, &chunk, 1, &done, 0, &overlapped, nullptr)
         : WSARecv(m_socket, &chunk, 1, &done, &flags, &overlapped, nullptr);
     if (result == 0) {

@@ -2,10 +2,7 @@
 
 #include <winsock2.h>
 
-#include <vector>
-
-#include "BenchCase.h"
-#include "Direction.h"
+#include "TransferCase.h"
 
 namespace bench {
 
@@ -13,9 +10,9 @@ namespace bench {
 // for the whole run, each WSASend or WSARecv waited on only when it goes
 // pending. (Overlapped WriteFile on a socket that goes pending never
 // completes under Wine, so the socket calls stand in for it.)
-class RawSocketCase : public BenchCase {
+class RawSocketCase : public TransferCase {
 public:
-    RawSocketCase(const std::string& id, Direction direction, int port, unsigned long chunk);
+    using TransferCase::TransferCase;
     ~RawSocketCase() override;
 
     bool Begin() override;
@@ -23,9 +20,6 @@ public:
     void End() override;
 
 private:
-    Direction m_direction;
-    int m_port;
-    std::vector<char> m_buffer;
     SOCKET m_socket = INVALID_SOCKET;
     WSAEVENT m_event = WSA_INVALID_EVENT;
 };

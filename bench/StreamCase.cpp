@@ -2,12 +2,6 @@
 
 namespace bench {
 
-StreamCase::StreamCase(const std::string& id, Direction direction, int port, unsigned long chunk)
-    : BenchCase(id, Unit::MegabytesPerSecond), m_direction(direction), m_port(port),
-      m_buffer(chunk, 'w')
-{
-}
-
 StreamCase::~StreamCase()
 {
     End();
@@ -19,7 +13,7 @@ bool StreamCase::Begin()
     if (address == nullptr) {
         return false;
     }
-    address->CreateStream(m_port, &m_stream);
+    address->CreateStream(Port(), &m_stream);
     address->Dispose();
     return m_stream != nullptr && m_stream->Open() == 0;
 }
@@ -27,10 +21,10 @@ bool StreamCase::Begin()
 unsigned long long StreamCase::Step()
 {
     unsigned long moved = 0;
-    const unsigned long size = static_cast<unsigned long>(m_buffer.size());
-    const unsigned long status = m_direction == Direction::Write
-        ? m_stream->Write(m_buffer.data(), size, &moved)
-        : m_stream->Read(m_buffer.data(), size, &moved);
+    std::vector<char>& chunk = Chunk();
+    const unsigned long size = static_cast<unsigned long>(chunk.size());
+    const unsigned long status = Writes() ? m_stream->Write(chunk.data(), size, &moved)
+                                          : m_stream->Read(chunk.data(), size, &moved);
     return status == 0 ? moved : 0;
 }
 

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <vector>
-
-#include "BenchCase.h"
-#include "Direction.h"
+#include "TransferCase.h"
 #include "orvane64.h"
 
 namespace bench {
@@ -11,9 +8,9 @@ namespace bench {
 // Our figure of a stream case: Stream::Write or Stream::Read of `chunk`
 // bytes at a time on a stream to 127.0.0.1:`port`, made through the public
 // creation functions as a host makes it.
-class StreamCase : public BenchCase {
+class StreamCase : public TransferCase {
 public:
-    StreamCase(const std::string& id, Direction direction, int port, unsigned long chunk);
+    using TransferCase::TransferCase;
     ~StreamCase() override;
 
     bool Begin() override;
@@ -21,9 +18,6 @@ public:
     void End() override;
 
 private:
-    Direction m_direction;
-    int m_port;
-    std::vector<char> m_buffer;
     Orvane::Stream* m_stream = nullptr;
 };
 

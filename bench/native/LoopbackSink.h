@@ -1,20 +1,15 @@
 #pragma once
 
-#include "TcpListener.h"
+#include "EpollServer.h"
 
 namespace bench {
 
 // The device sink of the stream cases: accepts any number of connections
 // and reads and drops whatever arrives, all in one thread.
-class LoopbackSink {
+class LoopbackSink : public EpollServer {
 public:
-    bool Open(int low, int high) { return m_listener.Open(low, high); }
-    int Port() const { return m_listener.Port(); }
-    // Serves until the process ends.
-    void Run();
-
-private:
-    TcpListener m_listener;
+    // Reads of up to 1 MiB at a time.
+    LoopbackSink() : EpollServer(1 << 20) {}
 };
 
 }  // namespace bench

@@ -1,17 +1,15 @@
 #include "PageServer.h"
 
-#include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <map>
 
 namespace bench {
 
 PageServer::PageServer()
+    : EpollServer(16384)
 {
     std::string page(kPageSize, 'x');
     for (size_t i = 0; i < page.size(); ++i) {
@@ -23,57 +21,14 @@ PageServer::PageServer()
     m_closeResponse = head + "Connection: close\r\n\r\n" + page;
 }
 
-void PageServer::Run()
+void PageServer::Received(int connection, const char* data, size_t size)
 {
-    const int poller = epoll_create1(0);
-    epoll_event listening{};
-    listening.events = EPOLLIN;
-    listening.data.fd = m_listener.Socket();
-    epoll_ctl(poller, EPOLL_CTL_ADD, m_listener.Socket(), &listening);
-    std::map<int, std::string> pending;
-    char buffer[16384];
-    epoll_event events[64];
-    for (;;) {
-        const int n = epoll_wait(poller, events, 64, -1);
-        for (int i = 0; i < n; ++i) {
-            const int fd = events[i].data.fd;
-            if (fd == m_listener.Socket()) {
-                const int connection = accept4(fd, nullptr, nullptr, SOCK_NONBLOCK);
-                if (connection >= 0) {
-                    epoll_event event{};
-                    event.events = EPOLLIN;
-                    event.data.fd = connection;
-                    epoll_ctl(poller, EPOLL_CTL_ADD, connection, &event);
-                    pending[connection].clear();
-                }
-                continue;
-            }
-            bool keep = true;
-            for (;;) {
-                const ssize_t got = recv(fd, buffer, sizeof(buffer), 0);
-                if (got > 0) {
-                    pending[fd].append(buffer, static_cast<size_t>(got));
-                    continue;
-                }
-                if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
-                    keep = false;
-                }
-                break;
-            }
-            if (keep) {
-                keep = Answer(fd, pending[fd]);
-            }
-            if (!keep) {
-                epoll_ctl(poller, EPOLL_CTL_DEL, fd, nullptr);
-                close(fd);
-                pending.erase(fd);
-            }
-        }
-    }
+    m_pending[connection].append(data, size);
 }
 
-bool PageServer::Answer(int connection, std::string& pending)
+bool PageServer::Drained(int connection)
 {
+    std::string& pending = m_pending[connection];
     for (;;) {
         const size_t end = pending.find("\r\n\r\n");
         if (end == std::string::npos) {

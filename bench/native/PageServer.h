@@ -1,8 +1,9 @@
 #pragma once
 
+#include <map>
 #include <string>
 
-#include "TcpListener.h"
+#include "EpollServer.h"
 
 namespace bench {
 
@@ -10,24 +11,24 @@ namespace bench {
 // keep-alive, one page of 1024 bytes with a Content-Length for any request,
 // and the connection closed after the answer ("Connection: close" in it)
 // when the request asks so.
-class PageServer {
+class PageServer : public EpollServer {
 public:
     static constexpr size_t kPageSize = 1024;
 
     PageServer();
-    bool Open(int low, int high) { return m_listener.Open(low, high); }
-    int Port() const { return m_listener.Port(); }
-    // Serves until the process ends.
-    void Run();
+
+protected:
+    void Received(int connection, const char* data, size_t size) override;
+    // Answers the complete requests at the front of what has come; false
+    // when the connection is to be closed.
+    bool Drained(int connection) override;
+    void Closed(int connection) override { m_pending.erase(connection); }
 
 private:
-    // Answers the complete requests at the front of `pending`; false when
-    // the connection is to be closed.
-    bool Answer(int connection, std::string& pending);
-
-    TcpListener m_listener;
     std::string m_keepResponse;
     std::string m_closeResponse;
+    // What has come on each open connection and is not answered yet.
+    std::map<int, std::string> m_pending;
 };
 
 }  // namespace bench

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,33 @@ std::wstring ErrorLineOf(const wchar_t* status)
 std::wstring Low32(const void* pointer)
 {
     return std::to_wstring(static_cast<int>(reinterpret_cast<uintptr_t>(pointer)));
+}
+
+// What Close writes when it finds a valid socket and no session counted,
+// the class name spelt as it is there.
+const wchar_t* const kMisspeltCloseLine = L"(##) CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = 0";
+
+// Cleanup of a connection whose socket is still valid.
+std::vector<std::wstring> CleanupOfAValidSocket()
+{
+    return {
+        L"(->) CIONetwork::Cleanup",
+        L"(->) CIONetwork::Close",
+        kMisspeltCloseLine,
+        L"(I0) CIONetwork::Close: shutting down socket",
+        L"(<-) CIONetwork::Close",
+        L"(<-) CIONetwork::Cleanup",
+    };
+}
+
+// The parts one after the other.
+std::vector<std::wstring> Joined(std::initializer_list<std::vector<std::wstring>> parts)
+{
+    std::vector<std::wstring> joined;
+    for (const std::vector<std::wstring>& part : parts) {
+        joined.insert(joined.end(), part.begin(), part.end());
+    }
+    return joined;
 }
 
 struct ConnectionLog : ::testing::Test {
@@ -84,6 +112,19 @@ struct ConnectionLog : ::testing::Test {
         return connection->Open(nullptr);
     }
 
+    // The lines of an open whose connect timed out, with `attempt` between
+    // its entry and the timeout line, which stands once.
+    void ExpectConnectTimeout(const std::vector<std::wstring>& attempt) const
+    {
+        const std::wstring timeout = L"(##) TIMEOUT: WSA_WAIT_TIMEOUT or WSAETIMEDOUT during connect attempt";
+        ExpectInOrder(Joined({
+            {L"(->) CIONetwork::Open"},
+            attempt,
+            {timeout, L"(<-) CIONetwork::Open", ErrorLineOf(L"0x83E8F4FE")},
+        }));
+        EXPECT_EQ(1u, log.Count(timeout));
+    }
+
     doubles::ModuleLogFile log{{g_pIONetworkLog, g_pIOCommonLog}, L"connection"};
     TestableNetwork* connection = nullptr;
 };
@@ -98,26 +139,25 @@ TEST_F(ConnectionLog, OpenAfterThePeerClosedWritesTheClosedSocketLineAndTheMissp
 
     // Cleanup zeroes the count before it closes the dead socket: the close
     // line tells the count it found, with the name as it is spelt there.
-    ExpectInOrder({
-        L"(->) CIONetwork::Open",
-        L"(I0) Open called and socket is already valid",
-        L"(->) CIONetwork::IsOpen",
-        L"(I5) WaitForSingleObject returned 0",
-        L"(I0) WSAEnumNetworkEvents indicates FD_CLOSE occurred (",
-        L"(<-) CIONetwork::IsOpen",
-        L"(I0) CIONetwork::Open: socket has been closed, ready for Cleanup()",
-        L"(->) CIONetwork::Cleanup",
-        L"(->) CIONetwork::Close",
-        L"(##) CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = 0",
-        L"(I0) CIONetwork::Close: shutting down socket",
-        L"(<-) CIONetwork::Close",
-        L"(<-) CIONetwork::Cleanup",
-        L"(I0) Still don't have socket, calling WSASocket to create local socket",
-        L"(I0) WSAConnect succeeded",
-        L"(<-) CIONetwork::Open",
-    });
+    ExpectInOrder(Joined({
+        {
+            L"(->) CIONetwork::Open",
+            L"(I0) Open called and socket is already valid",
+            L"(->) CIONetwork::IsOpen",
+            L"(I5) WaitForSingleObject returned 0",
+            L"(I0) WSAEnumNetworkEvents indicates FD_CLOSE occurred (",
+            L"(<-) CIONetwork::IsOpen",
+            L"(I0) CIONetwork::Open: socket has been closed, ready for Cleanup()",
+        },
+        CleanupOfAValidSocket(),
+        {
+            L"(I0) Still don't have socket, calling WSASocket to create local socket",
+            L"(I0) WSAConnect succeeded",
+            L"(<-) CIONetwork::Open",
+        },
+    }));
     EXPECT_EQ(1u, log.Count(L"(I0) CIONetwork::Open: socket has been closed, ready for Cleanup()"));
-    EXPECT_EQ(1u, log.Count(L"(##) CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = 0"));
+    EXPECT_EQ(1u, log.Count(kMisspeltCloseLine));
     EXPECT_EQ(2, connection->SessionCount());
 }
 
@@ -126,18 +166,11 @@ TEST_F(ConnectionLog, DisposingAnOpenConnectionWritesTheMisspeltCloseLine)
     LoopbackPeer peer(LoopbackPeer::Silent);
     connection = ConnectionTo(peer);
     ASSERT_EQ(0u, connection->Open(nullptr));
-    EXPECT_EQ(0u, log.Count(L"(##) CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = 0"));
+    EXPECT_EQ(0u, log.Count(kMisspeltCloseLine));
     connection->Dispose();
     connection = nullptr;
-    ExpectInOrder({
-        L"(->) CIONetwork::Cleanup",
-        L"(->) CIONetwork::Close",
-        L"(##) CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = 0",
-        L"(I0) CIONetwork::Close: shutting down socket",
-        L"(<-) CIONetwork::Close",
-        L"(<-) CIONetwork::Cleanup",
-    });
-    EXPECT_EQ(1u, log.Count(L"(##) CIONetowrk::Close entered with valid m_hIO handle, but m_lSessionCount = 0"));
+    ExpectInOrder(CleanupOfAValidSocket());
+    EXPECT_EQ(1u, log.Count(kMisspeltCloseLine));
 }
 
 TEST_F(ConnectionLog, StopAfterTheConnectWritesTheMisspeltAbort2LineAndTheConnectionStands)
@@ -197,41 +230,25 @@ TEST_F(ConnectionLog, RefusedConnectWritesOtherFailureWithItsCode)
 TEST_F(ConnectionLog, ConnectTimedOutBySocketWritesTheTimeoutLine)
 {
     ASSERT_EQ(IOError_Timeout, OpenWithUnansweredConnect(WSAETIMEDOUT));
-    ExpectInOrder({
-        L"(->) CIONetwork::Open",
-        L"(I0) WSAConnect returned err = 10060",
-        L"(##) TIMEOUT: WSA_WAIT_TIMEOUT or WSAETIMEDOUT during connect attempt",
-        L"(<-) CIONetwork::Open",
-        ErrorLineOf(L"0x83E8F4FE"),
-    });
-    EXPECT_EQ(1u, log.Count(L"(##) TIMEOUT: WSA_WAIT_TIMEOUT or WSAETIMEDOUT during connect attempt"));
+    ExpectConnectTimeout({L"(I0) WSAConnect returned err = 10060"});
     EXPECT_EQ(0u, CountStartingWith(L"(I0) WaitForSingleObject"));
 }
 
 TEST_F(ConnectionLog, ConnectUnansweredWithinTheOpenTimeoutWritesTheWaitAndTheTimeoutLine)
 {
     ASSERT_EQ(IOError_Timeout, OpenWithUnansweredConnect(WSAEWOULDBLOCK, 50));
-    ExpectInOrder({
-        L"(->) CIONetwork::Open",
-        L"(I0) WSAConnect returned err = 10035",
-        L"(I0) WaitForSingleObject returned 258",
-        L"(##) TIMEOUT: WSA_WAIT_TIMEOUT or WSAETIMEDOUT during connect attempt",
-        L"(<-) CIONetwork::Open",
-        ErrorLineOf(L"0x83E8F4FE"),
-    });
-    EXPECT_EQ(1u, log.Count(L"(##) TIMEOUT: WSA_WAIT_TIMEOUT or WSAETIMEDOUT during connect attempt"));
+    ExpectConnectTimeout({L"(I0) WSAConnect returned err = 10035", L"(I0) WaitForSingleObject returned 258"});
 }
 
 TEST_F(ConnectionLog, NullArgumentsWriteTheInvalidArgumentLinesOfReadAndWrite)
 {
-    TestableNetwork closed;
-    closed.Initialize(L"127.0.0.1:9100");
+    ConnectionOn(L"127.0.0.1:9100");
     char buffer[4];
     unsigned long count = 0;
-    EXPECT_EQ(IOError_Fail, closed.Read(nullptr, sizeof(buffer), &count, nullptr));
-    EXPECT_EQ(IOError_Fail, closed.Read(buffer, sizeof(buffer), nullptr, nullptr));
-    EXPECT_EQ(IOError_Fail, closed.Write(nullptr, sizeof(buffer), &count, nullptr));
-    EXPECT_EQ(IOError_Fail, closed.Write(buffer, sizeof(buffer), nullptr, nullptr));
+    EXPECT_EQ(IOError_Fail, connection->Read(nullptr, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ(IOError_Fail, connection->Read(buffer, sizeof(buffer), nullptr, nullptr));
+    EXPECT_EQ(IOError_Fail, connection->Write(nullptr, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ(IOError_Fail, connection->Write(buffer, sizeof(buffer), nullptr, nullptr));
     std::wstring missing;
     EXPECT_TRUE(log.InOrder({
         L"(->) CIOCommon::Read, ulBufferSize=4",
@@ -253,12 +270,11 @@ TEST_F(ConnectionLog, NullArgumentsWriteTheInvalidArgumentLinesOfReadAndWrite)
 
 TEST_F(ConnectionLog, ReadAndWriteOnAClosedConnectionWriteTheInvalidHandleLine)
 {
-    TestableNetwork closed;
-    closed.Initialize(L"127.0.0.1:9100");
+    ConnectionOn(L"127.0.0.1:9100");
     char buffer[4];
     unsigned long count = 0;
-    EXPECT_EQ(IOError_Fail, closed.Read(buffer, sizeof(buffer), &count, nullptr));
-    EXPECT_EQ(IOError_Fail, closed.Write(buffer, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ(IOError_Fail, connection->Read(buffer, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ(IOError_Fail, connection->Write(buffer, sizeof(buffer), &count, nullptr));
     ExpectInOrder({
         L"(->) CIOCommon::Read, ulBufferSize=4",
         L"(##) m_hIO == INVALID_HANDLE_VALUE, returning IOError_Fail",
