@@ -3,7 +3,7 @@
 # wine_run, fetch and work; fail becomes 1 at the first difference.
 . "$(dirname "${BASH_SOURCE[0]}")/../peers/check.sh"
 # The value of a header (any case of its name) in a header file, or nothing.
-value() { sed -n "s/^$2: //Ip" "$1" | head -n 1; }
+value() { sed -n "/^$2: /I{s///;p;q}" "$1"; }
 
 # fetch_make_site FOLDER: the pages both servers serve. Empty, a few bytes,
 # a page of text, every byte value and a pseudo-random run (over 64 KiB),

@@ -16,7 +16,7 @@ size=$(stat -c %s "$file")
 at=0
 part=1
 while [ "$at" -lt "$size" ]; do
-  tail -c +$((at + 1)) "$file" | head -c "$part"
+  dd if="$file" iflag=skip_bytes,count_bytes skip="$at" count="$part" status=none
   at=$((at + part))
   part=$((part * 3 + 1))
   sleep 0.02
