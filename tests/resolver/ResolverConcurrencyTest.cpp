@@ -18,6 +18,7 @@
 
 #include "doubles/ApiOverride.h"
 #include "resolver/ProbeResolver.h"
+#include "resolver/ResolverTestSupport.h"
 #include "resolver/SpoolerQueues.h"
 #include "winapi/CKernelApi.h"
 #include "winapi/CSpoolerApi.h"
@@ -177,6 +178,7 @@ TEST(ResolverConcurrency, SixteenAtOnceWhileOneTimesOutWaitingForTheLockHeldByAn
         names.push_back(SpoolerQueues::Unique(L"Orvane Concurrent " + std::to_wstring(i)));
         ASSERT_TRUE(queues.Add(names.back(), port));
     }
+    resolver_test::ResolverLog log(L"resolver-concurrency");
     HoldingSpooler spooler;
     LockWatchingKernel kernel;
     const HANDLE abandonedEnded = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -241,6 +243,9 @@ TEST(ResolverConcurrency, SixteenAtOnceWhileOneTimesOutWaitingForTheLockHeldByAn
         calls.clear();
     }
     ::CloseHandle(abandonedEnded);
+    EXPECT_EQ(log.Count(L"(##) WAIT_TIMEOUT received while waiting on thread"), 1u);
+    EXPECT_EQ(log.Count(L"(I0) WAIT_OBJECT_0 received while waiting on thread"), 15u);
+    EXPECT_EQ(log.Count(L"(I0) a valid USB port"), 15u) << "the abandoned search stops at the local step";
     EXPECT_GE(kernel.made, 1);
     EXPECT_EQ(kernel.deleted.load(), kernel.made.load()) << "every lock made is deleted again";
 }

@@ -433,3 +433,54 @@ TEST_F(ResolverCore, ThreadThatCannotStartEndsWithStateTwo)
     Logged({L"(##) Error 8 : Unable to create 'CreateInstanceThread'", L"Return: " + MessageOf(1)});
     EXPECT_EQ(m_log.Count(L"(I0) m_eResolveState set to 2"), 0u);
 }
+
+namespace {
+
+// Waits for the thread as long as it takes and then reports the wait as
+// failed.
+class FailingWaitKernel : public QVWinApi::CKernelApi {
+public:
+    DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) override
+    {
+        if (milliseconds != 30000) {
+            return QVWinApi::CKernelApi::WaitForSingleObject(handle, milliseconds);
+        }
+        QVWinApi::CKernelApi::WaitForSingleObject(handle, INFINITE);
+        return WAIT_FAILED;
+    }
+};
+
+}  // namespace
+
+// The search had ended with a result when the wait failed: the failed wait
+// keeps its own result, and Resolve still goes by the state.
+TEST_F(ResolverCore, FailedWaitStillReportsTheSearchThatEnded)
+{
+    const std::wstring name = Queue(L"Orvane Failed Wait", L"USB019");
+    FailingWaitKernel kernel;
+    doubles::ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, kernel);
+    const auto resolver = ProbeResolver::Make();
+    EXPECT_EQ(resolver->Resolve(name.c_str(), RESOLVE_TYPE_PRINTER), S_OK);
+    EXPECT_EQ(resolver->State(), 19u);
+    Logged({L"(##) WAIT_FAILED received while waiting on thread", L"(I0) m_eResolveState set to 2",
+            L"Return: " + MessageOf(1)});
+}
+
+TEST_F(ResolverCore, ShareNameFindsItsQueueAndServerNameAConnection)
+{
+    const std::wstring share = L"orvshare" + std::to_wstring(::GetCurrentProcessId());
+    const std::wstring name = SpoolerQueues::Unique(L"Orvane Shared");
+    ASSERT_TRUE(m_queues.Add(name, L"USB020", share));
+    const auto byShare = ProbeResolver::Make();
+    ASSERT_EQ(byShare->Resolve(share.c_str(), RESOLVE_TYPE_SHARE), S_OK);
+    EXPECT_EQ(byShare->PrinterName(), name);
+    EXPECT_EQ(Report(*byShare).queue, L"") << "a share given learns no queue";
+    Logged({L"(I0) RESOLVE_TYPE_SHARE", L"(I0) Found a match - Type: RESOLVE_TYPE_SHARE",
+            L"(I0) Share Name: " + share});
+
+    ListedSpooler spooler({{L"\\\\printhost", L"\\\\printhost\\q", nullptr, L"USB001"}});
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
+    const auto byServer = ProbeResolver::Make();
+    EXPECT_EQ(byServer->Resolve(L"\\\\PrintHost", RESOLVE_TYPE_SERVER), E_FAIL) << "a remote queue";
+    Logged({L"(I0) RESOLVE_TYPE_SERVER", L"(I0) Found a match - Type: RESOLVE_TYPE_SERVER"});
+}

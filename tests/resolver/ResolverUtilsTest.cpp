@@ -15,9 +15,11 @@
 #include <vector>
 
 #include "doubles/ApiOverride.h"
+#include "resolver/ResolverPatterns.h"
 #include "resolver/ResolverUtils.h"
 #include "resolver/SpoolerQueues.h"
 #include "resolver/ResolverTestSupport.h"
+#include "winapi/CKernelApi.h"
 #include "winapi/CSpoolerApi.h"
 #include "winapi/CWinSockApi.h"
 
@@ -402,4 +404,147 @@ TEST_F(ResolverUtils, AnIllegalAddressIsNotLookedUp)
     EXPECT_FALSE(GetHostByIpAddr(L"printhost", host));
     EXPECT_EQ(host, L"unchanged");
     EXPECT_EQ(m_log.Count(L"(##) The IPv4 address entered must be a legal address"), 1u);
+}
+
+namespace {
+
+// Winsock whose start, look-up or address texts fail as told.
+class FailingWinSock : public ListedHostWinSock {
+public:
+    int WSAStartup(WORD version, LPWSADATA data) override
+    {
+        return startError ? startError : QVWinApi::CWinSockApi::WSAStartup(version, data);
+    }
+    int getaddrinfo(PCSTR name, PCSTR service, const ADDRINFOA* hints, PADDRINFOA* result) override
+    {
+        if (lookUpError) {
+            *result = nullptr;
+            return lookUpError;
+        }
+        const int status = ListedHostWinSock::getaddrinfo(name, service, hints, result);
+        // Families the resolver only names: unspecified, NetBIOS, and one
+        // it doesn't know.
+        for (ADDRINFOA* node = *result; node && extraFamilies; node = node->ai_next) {
+            if (node->ai_next == nullptr) {
+                for (int family : {AF_UNSPEC, AF_NETBIOS, 99}) {
+                    auto* extra = new ADDRINFOA{};
+                    extra->ai_family = family;
+                    extra->ai_addr = reinterpret_cast<sockaddr*>(new sockaddr_storage{});
+                    node->ai_next = extra;
+                    node = extra;
+                }
+            }
+        }
+        return status;
+    }
+    INT WSAAddressToStringW(LPSOCKADDR address, DWORD length, LPWSAPROTOCOL_INFOW info, LPWSTR text,
+                            LPDWORD chars) override
+    {
+        if (textFails) {
+            return SOCKET_ERROR;
+        }
+        return QVWinApi::CWinSockApi::WSAAddressToStringW(address, length, info, text, chars);
+    }
+    int WSAGetLastError() override { return textFails ? WSAEFAULT : QVWinApi::CWinSockApi::WSAGetLastError(); }
+
+    int startError = 0;
+    int lookUpError = 0;
+    bool textFails = false;
+    bool extraFamilies = false;
+};
+
+// The spooler's library, or its OpenPrinter2W, missing.
+class NoSpoolerLibraryKernel : public QVWinApi::CKernelApi {
+public:
+    HMODULE LoadLibraryW(LPCWSTR name) override
+    {
+        return libraryMissing ? nullptr : QVWinApi::CKernelApi::LoadLibraryW(name);
+    }
+    FARPROC GetProcAddress(HMODULE module, LPCSTR name) override
+    {
+        return std::string(name) == "OpenPrinter2W" ? nullptr : QVWinApi::CKernelApi::GetProcAddress(module, name);
+    }
+    bool libraryMissing = true;
+};
+
+// A spooler that lists more queues than memory can hold.
+class BoundlessSpooler : public QVWinApi::CSpoolerApi {
+public:
+    BOOL EnumPrintersW(DWORD, LPWSTR, DWORD, LPBYTE buffer, DWORD, LPDWORD needed, LPDWORD returned) override
+    {
+        *needed = sizeof(PRINTER_INFO_2W);
+        if (buffer == nullptr) {
+            ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            return FALSE;
+        }
+        *returned = 0x7FFFFFFF;
+        return TRUE;
+    }
+};
+
+}  // namespace
+
+TEST_F(ResolverUtils, CaptureLogsItsResult)
+{
+    wchar_t out[kCaptureChars] = {};
+    ASSERT_TRUE(CaptureSubString(L"LPT17:", out, LPT_PORT_PATTERN, 1));
+    EXPECT_EQ(m_log.Lines(), (std::vector<std::wstring>{L"(->) CaptureSubString", L"(->) StrWcsNCpy",
+                                                        L"(<-) StrWcsNCpy", L"(I0) Result is: 17",
+                                                        L"(<-) CaptureSubString"}));
+}
+
+TEST_F(ResolverUtils, HostLookUpWhenWinsockDoesNotStartOrTheNameIsUnknown)
+{
+    FailingWinSock winsock;
+    doubles::ApiOverride<QVWinApi::IWinSockApi> swap(g_pWinSockApi, winsock);
+    std::wstring ipv4;
+    wchar_t ipv6[20][kResolverTextChars] = {};
+    int count = -1;
+    winsock.startError = WSASYSNOTREADY;
+    EXPECT_FALSE(GetIpAddrByHost(L"printhost", ipv4, ipv6, 20, &count));
+    EXPECT_EQ(count, 0);
+    EXPECT_TRUE(winsock.asked.empty()) << "no look-up without Winsock";
+    winsock.startError = 0;
+    winsock.lookUpError = WSAHOST_NOT_FOUND;
+    EXPECT_FALSE(GetIpAddrByHost(L"printhost", ipv4, ipv6, 20, &count));
+    Logged({L"(##) WSAStartup failed: 10091", L"(##) GetAddrInfo failed: 11001"});
+}
+
+TEST_F(ResolverUtils, HostLookUpNamesEveryFamilyAndTheAddressesItCannotWrite)
+{
+    FailingWinSock winsock;
+    winsock.extraFamilies = true;
+    winsock.textFails = true;
+    doubles::ApiOverride<QVWinApi::IWinSockApi> swap(g_pWinSockApi, winsock);
+    std::wstring ipv4;
+    wchar_t ipv6[20][kResolverTextChars] = {};
+    int count = -1;
+    EXPECT_FALSE(GetIpAddrByHost(L"printhost", ipv4, ipv6, 20, &count));
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(winsock.freed, 7);
+    EXPECT_EQ(m_log.Count(L"(##) WSAAddressToString failed with 10014"), 4u);
+    Logged({L"(I0) getaddrinfo response 5", L"(I0) Family: Unspecified", L"(I0) getaddrinfo response 6",
+            L"(I0) Family: AF_NETBIOS (NetBIOS)", L"(I0) getaddrinfo response 7", L"(I0) Family: Other 99"});
+}
+
+TEST_F(ResolverUtils, PrinterHandleWithoutTheSpoolersLibraryOrItsFunction)
+{
+    NoSpoolerLibraryKernel kernel;
+    doubles::ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, kernel);
+    HANDLE handle = nullptr;
+    EXPECT_FALSE(GetPrinterHandle(L"Any Queue", &handle));
+    kernel.libraryMissing = false;
+    EXPECT_FALSE(GetPrinterHandle(L"Any Queue", &handle));
+    Logged({L"(##) hWinSpool == NULL - Failure", L"(##) OpenPrinter2W == NULL - Failure"});
+}
+
+TEST_F(ResolverUtils, QueuesBeyondMemoryAreCaughtAsABadAllocation)
+{
+    BoundlessSpooler spooler;
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
+    std::vector<PrinterRecord> records;
+    DWORD count = 0;
+    EXPECT_TRUE(GetPrinters(&records, &count)) << "decided by the count before the records are made";
+    EXPECT_TRUE(records.empty());
+    EXPECT_EQ(m_log.Count(L"(##) Bad Allocation Exception"), 1u);
 }
