@@ -21,6 +21,18 @@ struct HeaderNameLess {
     }
 
     static wchar_t Fold(wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c; }
+
+    // Whole words equal without regard to ASCII case.
+    static bool Equal(const std::wstring& a, const wchar_t* b)
+    {
+        size_t i = 0;
+        for (; i < a.size() && b[i] != L'\0'; ++i) {
+            if (Fold(a[i]) != Fold(b[i])) {
+                return false;
+            }
+        }
+        return i == a.size() && b[i] == L'\0';
+    }
 };
 
 // Response headers by name.
