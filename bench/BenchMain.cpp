@@ -4,7 +4,7 @@
 // named markers instead ("ops <id> <n>"), for a wineserver request trace.
 //
 //   orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] [--seconds S]
-//                [--count] [stream] [http] [trace] [memory]
+//                [--count] [stream] [http] [trace] [resolve] [memory]
 #include <winsock2.h>
 #include <windows.h>
 
@@ -22,6 +22,8 @@
 #include "LogLineCase.h"
 #include "NamedMutexCase.h"
 #include "RawSocketCase.h"
+#include "ResolveCase.h"
+#include "SpoolerQueueSet.h"
 #include "StreamCase.h"
 #include "StreamMemoryCase.h"
 #include "TraceScopeCase.h"
@@ -58,14 +60,15 @@ bool Parse(int argc, char** argv, Options& options)
             options.seconds = std::atof(argv[++i]);
         } else if (arg == "--count") {
             options.counting = true;
-        } else if (arg == "stream" || arg == "http" || arg == "trace" || arg == "memory") {
+        } else if (arg == "stream" || arg == "http" || arg == "trace" || arg == "resolve"
+                   || arg == "memory") {
             options.groups.insert(arg);
         } else {
             return false;
         }
     }
     if (options.groups.empty()) {
-        options.groups = {"stream", "http", "trace", "memory"};
+        options.groups = {"stream", "http", "trace", "resolve", "memory"};
     }
     return options.sinkPort != 0 && options.runs >= 1;
 }
@@ -129,6 +132,24 @@ public:
                      Make<bench::AppendWriteCase>(100, "trace.line.append", lines, appended));
     }
 
+    // A queue looked up among 1, 100 and 1000 queues of the spooler, beside
+    // what a resolution can't do without: the spooler's listing and a thread.
+    bool Resolve()
+    {
+        const bench::RunLength length{0, m_options.seconds};
+        bench::SpoolerQueueSet queues;
+        for (size_t count : {1, 100, 1000}) {
+            const std::string prefix = "resolve." + std::to_string(count);
+            if (!queues.GrowTo(count)
+                || !Group(length, Make<bench::ResolveCase>(5, prefix + ".ours", queues.Last()),
+                          Make<bench::EnumPrintersCase>(5, prefix + ".enum"),
+                          Make<bench::ThreadStartCase>(5, prefix + ".thread"))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     bool Memory()
     {
         if (m_options.counting) {
@@ -164,7 +185,7 @@ int main(int argc, char** argv)
     Options options;
     if (!Parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] "
-                             "[--seconds S] [--count] [stream] [http] [trace] [memory]\n");
+                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory]\n");
         return 2;
     }
     WSADATA data;
@@ -183,6 +204,9 @@ int main(int argc, char** argv)
     }
     if (options.groups.count("trace")) {
         ok = bench.Trace() && ok;
+    }
+    if (options.groups.count("resolve")) {
+        ok = bench.Resolve() && ok;
     }
     if (options.groups.count("memory")) {
         ok = bench.Memory() && ok;

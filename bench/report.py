@@ -34,6 +34,18 @@ GROUPS = [
     ("Log line, logging on", "lines/s", "trace.line",
      [("ours", "informational line to a file"),
       ("append", "open-append-close `WriteFile` of the same bytes")]),
+    ("Resolve a queue among 1", "ns per call", "resolve.1",
+     [("ours", "`Resolver::Resolve` by printer name"),
+      ("enum", "`EnumPrintersW` level 2, size and records"),
+      ("thread", "thread start and wait")]),
+    ("Resolve a queue among 100", "ns per call", "resolve.100",
+     [("ours", "`Resolver::Resolve` by printer name"),
+      ("enum", "`EnumPrintersW` level 2, size and records"),
+      ("thread", "thread start and wait")]),
+    ("Resolve a queue among 1000", "ns per call", "resolve.1000",
+     [("ours", "`Resolver::Resolve` by printer name"),
+      ("enum", "`EnumPrintersW` level 2, size and records"),
+      ("thread", "thread start and wait")]),
     ("Memory, open streams", "private bytes per stream", "memory.stream",
      [("ours", "`Stream`, opened, per stream of 1000 more")]),
 ]
@@ -171,6 +183,14 @@ class Report:
                 text += (f"; before the silent-module shortcut {figure(before)} ns, "
                          f"{before / scope:,.0f} times as long")
             lines.append(text + ".")
+        for count in (1, 100, 1000):
+            prefix = f"resolve.{count}"
+            ours, enum, thread = (self.median(f"{prefix}.{v}") for v in ("ours", "enum", "thread"))
+            if ours and enum and thread:
+                bound = 1.5 * (enum + thread)
+                lines.append(f"- Resolve among {count} queue{'s' if count > 1 else ''} ≤ 1.5× (the listing "
+                             f"+ one thread start): {ours / 1000:,.0f} µs against {bound / 1000:,.0f} µs, "
+                             f"{ours / (enum + thread):.2f}×, {met(ours <= bound)}.")
         return lines
 
     def stream_note(self):
