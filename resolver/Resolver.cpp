@@ -246,9 +246,7 @@ HRESULT Resolver::ResolveStart()
         logScope.m_errorCode = static_cast<unsigned long>(E_FAIL);
         return E_FAIL;
     }
-    // Network ports (the monitors' ports, shares and remote servers) are not
-    // resolved by this build: only the local numbered ports are recognised.
-    if (!LocalPrinter()) {
+    if (!NetworkPrinter() && !LocalPrinter()) {
         m_eResolveState |= RESOLVE_STATE_FAILED;
         logScope.m_errorCode = static_cast<unsigned long>(E_FAIL);
         return E_FAIL;

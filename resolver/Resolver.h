@@ -101,6 +101,16 @@ private:
     // `numberAt` of its name, and the flag.
     void TakeLocalPort(size_t numberAt, unsigned long flag);
 
+    // A redirected LPT port or a port of this machine's port monitors.
+    bool NetworkPrinter();
+    // The ports of this machine's port monitors, found in their keys.
+    bool StandardPortMonitor();
+    bool LocalTcpIpPortResolved(HKEY key, int isEquitrac);
+    bool IpxPortResolved(HKEY key);
+    bool VelnetPortResolved();
+    bool LprPortResolved();
+    bool ZqDlcNetworkResolved();
+
     std::weak_ptr<Resolver> m_pSelf;
     std::shared_ptr<ResolverLock> m_pLock;
 };

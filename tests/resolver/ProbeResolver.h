@@ -31,25 +31,17 @@ public:
     std::wstring PortID() const { return m_pPortID; }
     std::wstring PortName() const { return m_pPortName; }
     std::wstring PrinterName() const { return m_pPrinterName; }
+    std::wstring ServerName() const { return m_pServerName; }
+    std::wstring HostName() const { return m_wcHostName; }
+    std::wstring IPAddress() const { return m_wcIPAddress; }
+    std::wstring HWAddress() const { return m_wcHWAddress; }
+    std::wstring SNMPCommunity() const { return m_pSNMPCommunity; }
+    std::wstring IPv6HostName() const { return m_wcIPv6HostName; }
+    int IPv6Count() const { return m_nIPv6AddressCount; }
+    std::wstring IPv6Row(size_t row) const { return m_wcIPv6AddressList[row]; }
 
     using Orvane::Resolver::GetResolveThreadTimeout;
     void SetResolveTimeout(DWORD timeout) { m_dwResolveTimeout = timeout; }
-
-    // What the network steps leave behind for a TCP/IP port: the flag, the
-    // IPv4 address (or none) and the IPv6 rows, and the port number.
-    void TakeTcpIpResult(const wchar_t* ipv4, std::initializer_list<const wchar_t*> ipv6, DWORD port)
-    {
-        m_cxType = Orvane::CX_TYPE_TCPIP;
-        Orvane::StrWcsCpy(m_wcIPAddress, Orvane::kResolverTextChars, ipv4);
-        m_nIPv6AddressCount = 0;
-        for (wchar_t* row : m_wcIPv6AddressList) {
-            row[0] = L'\0';
-        }
-        for (const wchar_t* address : ipv6) {
-            Orvane::StrWcsCpy(m_wcIPv6AddressList[m_nIPv6AddressCount++], Orvane::kResolverTextChars, address);
-        }
-        m_dwPortNumber = port;
-    }
 
 private:
     ProbeResolver() = default;

@@ -369,32 +369,6 @@ TEST_F(ResolverCore, NullFieldsMatchNothingAndAnAbsurdlyLongPortIsCut)
     EXPECT_EQ(m_log.Count(L"(I0) failed to resolve port"), 3u);
 }
 
-TEST_F(ResolverCore, TcpIpAddressIsIpv4BeforeIpv6AndNoDirectPort)
-{
-    // The network steps fill these members; a USB result is resolved first
-    // so that the state is the one after a real search.
-    Queue(L"Orvane TCP", L"USB016");
-    const auto resolver = ProbeResolver::Make();
-    ASSERT_EQ(resolver->Resolve(L"USB016", RESOLVE_TYPE_PORT), S_OK);
-    resolver->TakeTcpIpResult(L"10.0.0.5", {L"fd77::5", L"fd77::6"}, 9100);
-    Reported r = Report(*resolver);
-    EXPECT_EQ(r.tcpStatus, S_OK);
-    EXPECT_EQ(r.address, L"10.0.0.5");
-    EXPECT_EQ(r.port, 9100u);
-    EXPECT_EQ(r.directStatus, kNotSupported);
-    resolver->TakeTcpIpResult(L"", {L"fd77::5", L"fd77::6"}, 80);
-    r = Report(*resolver);
-    EXPECT_EQ(r.address, L"fd77::5");
-    EXPECT_EQ(r.port, 80u);
-    resolver->TakeTcpIpResult(L"", {}, 80);
-    EXPECT_EQ(Report(*resolver).tcpStatus, E_FAIL);
-    wchar_t small[4];
-    unsigned long port = 7;
-    resolver->TakeTcpIpResult(L"10.0.0.5", {}, 9100);
-    EXPECT_EQ(resolver->GetTCPIPAddress(small, 4, &port), static_cast<HRESULT>(0x8007007A));
-    EXPECT_EQ(port, 7u) << "the port only after a whole copy";
-}
-
 TEST_F(ResolverCore, TimeoutIsBroughtWithinTenToNinetySeconds)
 {
     const auto resolver = ProbeResolver::Make();

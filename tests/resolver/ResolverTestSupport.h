@@ -48,6 +48,17 @@ public:
         ::RegSetValueExW(m_key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
                          static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
     }
+    // A list value: each text ended by a zero, the list by one more.
+    void SetMulti(const wchar_t* name, const std::vector<std::wstring>& texts)
+    {
+        std::wstring all;
+        for (const std::wstring& text : texts) {
+            all += text + L'\0';
+        }
+        all += L'\0';
+        ::RegSetValueExW(m_key, name, 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(all.data()),
+                         static_cast<DWORD>(all.size() * sizeof(wchar_t)));
+    }
     void SetDword(const wchar_t* name, DWORD value)
     {
         ::RegSetValueExW(m_key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);

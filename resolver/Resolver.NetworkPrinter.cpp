@@ -1,0 +1,44 @@
+// The resolver's first step after the queue is found: a redirected LPT
+// port, and the ports of this machine's port monitors. Queues of other
+// machines (UNC printer names) and WSD ports are not resolved by this build.
+#include "resolver/Resolver.h"
+
+#include "logging/LogTrace.h"
+#include "resolver/ResolverPatterns.h"
+
+QV_LOG_SOURCE_FILE()
+
+namespace Orvane {
+
+bool Resolver::NetworkPrinter()
+{
+    QV_LOG_FUNCTION(g_pOrvaneResolverLog, L"Orvane::Resolver::NetworkPrinter");
+    if (GetLptRemotePath(m_pPortName, m_pRemotePath)) {
+        QV_LOG_INFO(0, L"%s is a redirected LPT port.", m_pPortName);
+        m_cxType |= CX_TYPE_REDIRECTED | CX_TYPE_LPT;
+    } else if (SearchString(m_pPortName, UNC_PREFIX_PATTERN)) {
+        QV_LOG_INFO(0, L"%s is not a redirected LPT port.", m_pPortName);
+    }
+    if (SearchString(m_pPrinterName, UNC_PREFIX_PATTERN)) {
+        QV_LOG_INFO(0, L"m_pPrinterName is a UNC");
+        return false;
+    }
+    static const struct {
+        bool (Resolver::*step)();
+        const wchar_t* line;
+    } kSteps[] = {
+        {&Resolver::StandardPortMonitor, L"a valid standard port monitor"},
+        {&Resolver::VelnetPortResolved, L"a valid Velnet port"},
+        {&Resolver::LprPortResolved, L"a valid LPR port"},
+        {&Resolver::ZqDlcNetworkResolved, L"a valid Zeloq Network (DLC) port"},
+    };
+    for (const auto& step : kSteps) {
+        if ((this->*step.step)()) {
+            QV_LOG_INFO(0, L"%s", step.line);
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace Orvane
