@@ -12,16 +12,7 @@ QV_LOG_SOURCE_FILE()
 
 namespace Orvane {
 
-namespace {
-
 using QVLogging::kCategoryReturn;
-
-const wchar_t* Outcome(bool success)
-{
-    return success ? L"SUCCESS" : L"FAILED";
-}
-
-}  // namespace
 
 bool Resolver::LocalPrinter()
 {
@@ -71,7 +62,7 @@ bool Resolver::LptPortResolved()
         TakeLocalPort(3, CX_TYPE_LPT);
         QV_LOG_INFO(0, L"This is an valid LPTx port");
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -82,7 +73,7 @@ bool Resolver::Dot4PortResolved()
     if (resolved) {
         TakeLocalPort(5, CX_TYPE_DOT4);
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -93,12 +84,12 @@ bool Resolver::UsbPortResolved()
     if (MatchWholeString(m_pPortName, USB_PORT_PATTERN)) {
         // The queue is looked up again by its printer name.
         resolved = MatchPrinterInfo(m_pPrinterName, RESOLVE_TYPE_PRINTER);
-        QV_LOG_INFO(0, L"MatchPrinterInfo(match printername and portname) %s", Outcome(resolved));
+        QV_LOG_INFO(0, L"MatchPrinterInfo(match printername and portname) %s", StepOutcome(resolved));
         if (resolved) {
             TakeLocalPort(3, CX_TYPE_USB);
         }
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -112,7 +103,7 @@ bool Resolver::TerminalServicePortResolved()
     if (resolved) {
         TakeLocalPort(3, CX_TYPE_REDIRECTED);
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -124,7 +115,7 @@ bool Resolver::FireWirePortResolved()
         TakeLocalPort(5, CX_TYPE_FIREWIRE);
         QV_LOG_INFO(0, L"This is a valid firewire (1394) port");
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 

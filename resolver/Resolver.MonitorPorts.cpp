@@ -27,19 +27,19 @@ constexpr DWORD kValueBytes = 2048;
 constexpr size_t kPortIPv6Rows = 20;
 constexpr size_t kPortIPv6Chars = 40;
 
-const wchar_t* Outcome(bool success)
-{
-    return success ? L"SUCCESS" : L"FAILED";
-}
+// When a value that was read counts as present.
+enum class Presence { FirstByte, Size };
 
 // The value read into kValueBytes, as the bytes the registry gave; absent
-// when the read failed or its first byte is zero.
-std::optional<std::vector<BYTE>> ReadValue(HKEY key, const wchar_t* name)
+// when the read failed, or when its first byte is zero (its size is 0 for
+// Presence::Size).
+std::optional<std::vector<BYTE>> ReadValue(HKEY key, const wchar_t* name, Presence presence = Presence::FirstByte)
 {
     std::vector<BYTE> data(kValueBytes + sizeof(wchar_t), 0);
     DWORD type = 0;
     DWORD size = kValueBytes;
-    if (QueryValue(key, name, &type, data.data(), &size) != ERROR_SUCCESS || data[0] == 0) {
+    if (QueryValue(key, name, &type, data.data(), &size) != ERROR_SUCCESS
+        || (presence == Presence::FirstByte ? data[0] == 0 : size == 0)) {
         return std::nullopt;
     }
     data.resize(size);
@@ -47,9 +47,9 @@ std::optional<std::vector<BYTE>> ReadValue(HKEY key, const wchar_t* name)
 }
 
 // A text value: present as for ReadValue, cut at its first terminator.
-std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name)
+std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name, Presence presence = Presence::FirstByte)
 {
-    const std::optional<std::vector<BYTE>> data = ReadValue(key, name);
+    const std::optional<std::vector<BYTE>> data = ReadValue(key, name, presence);
     if (!data) {
         return std::nullopt;
     }
@@ -134,7 +134,7 @@ bool Resolver::StandardPortMonitor()
     if (!resolved) {
         QV_LOG_INFO(0, L"Port could not be resolved as a TCPIP, LPR, or IPX port.");
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -166,7 +166,7 @@ bool Resolver::LocalTcpIpPortResolved(HKEY key, int isEquitrac)
         ipv6.push_back(entry);
     }
     if (!host && !address && !ipv6Host && ipv6.empty()) {
-        QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(false));
+        QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(false));
         return false;
     }
     QV_LOG_INFO(0, L"Tentative success, verifying host name or IP address...");
@@ -214,15 +214,15 @@ bool Resolver::LocalTcpIpPortResolved(HKEY key, int isEquitrac)
     if (community) {
         StrWcsCpy(m_pSNMPCommunity, kResolverTextChars, community->c_str());
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
 bool Resolver::IpxPortResolved(HKEY key)
 {
     QV_LOG_FUNCTION(g_pOrvaneResolverLog, L"Orvane::Resolver::IpxPortResolved");
-    const std::optional<std::wstring> hardware = ReadText(key, L"HWAddress");
-    const std::optional<std::wstring> network = ReadText(key, L"NetNum");
+    const std::optional<std::wstring> hardware = ReadText(key, L"HWAddress", Presence::Size);
+    const std::optional<std::wstring> network = ReadText(key, L"NetNum", Presence::Size);
     const std::optional<std::wstring> community = ReadText(key, L"SNMP Community");
     bool resolved = false;
     // The identity reads network number, colon, hardware address; it is
@@ -239,7 +239,7 @@ bool Resolver::IpxPortResolved(HKEY key)
     if (community) {
         StrWcsCpy(m_pSNMPCommunity, kResolverTextChars, community->c_str());
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -274,7 +274,7 @@ bool Resolver::VelnetPortResolved()
             resolved = true;
         }
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -285,7 +285,7 @@ bool Resolver::LprPortResolved()
     const std::optional<std::wstring> printer = key.Get() ? ReadText(key.Get(), L"Printer Name") : std::nullopt;
     const std::optional<std::wstring> server = printer ? ReadText(key.Get(), L"Server Name") : std::nullopt;
     if (!server) {
-        QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(false));
+        QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(false));
         return false;
     }
     bool resolved = false;
@@ -325,7 +325,7 @@ bool Resolver::LprPortResolved()
     // The remote queue's name takes the place of the local one.
     StrWcsCpy(m_pPrinterName, kResolverTextChars, printer->c_str());
     m_cxType |= CX_TYPE_LPR;
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 
@@ -345,7 +345,7 @@ bool Resolver::ZqDlcNetworkResolved()
         }
         g_pRegistryApi->RegCloseKey(key);
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", Outcome(resolved));
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(resolved));
     return resolved;
 }
 

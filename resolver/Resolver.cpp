@@ -15,7 +15,6 @@ namespace Orvane {
 
 namespace {
 
-using QVLogging::kCategoryError;
 using QVLogging::kCategoryReturn;
 
 // Longer names are refused by Resolve.
@@ -289,7 +288,7 @@ bool Resolver::MatchPrinterInfo(const wchar_t* name, unsigned long type)
         found = true;
         break;
     }
-    QV_LOG_LINE(kCategoryReturn, L"Return: %s", found ? L"SUCCESS" : L"FAILED");
+    QV_LOG_LINE(kCategoryReturn, L"Return: %s", StepOutcome(found));
     return found;
 }
 

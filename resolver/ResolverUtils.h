@@ -30,6 +30,12 @@ struct PrinterRecord {
     DWORD attributes = 0;
 };
 
+// The words a search step's "Return: %s" line ends with.
+inline const wchar_t* StepOutcome(bool success)
+{
+    return success ? L"SUCCESS" : L"FAILED";
+}
+
 // Patterns. Null or empty text or pattern gives false.
 bool MatchWholeString(const wchar_t* text, const wchar_t* pattern);
 bool SearchString(const wchar_t* text, const wchar_t* pattern);
