@@ -5,42 +5,26 @@
 
 #include <cstdio>
 
+#include "peers/PrinterQueue.h"
+
 namespace bench {
 
 namespace {
 
 constexpr const wchar_t* kDriver = L"Orvane Bench Driver";
 
-bool InstallDriver()
-{
-    DRIVER_INFO_3W driver = {};
-    driver.cVersion = 3;
-    driver.pName = const_cast<wchar_t*>(kDriver);
-    driver.pEnvironment = const_cast<wchar_t*>(L"Windows x64");
-    driver.pDriverPath = const_cast<wchar_t*>(L"wineps.drv");
-    driver.pDataFile = const_cast<wchar_t*>(L"generic.ppd");
-    driver.pConfigFile = const_cast<wchar_t*>(L"wineps.drv");
-    return AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE*>(&driver))
-        || GetLastError() == ERROR_PRINTER_DRIVER_ALREADY_INSTALLED;
-}
-
 }  // namespace
 
 SpoolerQueueSet::~SpoolerQueueSet()
 {
     for (const std::wstring& name : m_names) {
-        HANDLE printer = nullptr;
-        PRINTER_DEFAULTSW defaults = {nullptr, nullptr, PRINTER_ALL_ACCESS};
-        if (OpenPrinterW(const_cast<wchar_t*>(name.c_str()), &printer, &defaults)) {
-            DeletePrinter(printer);
-            ClosePrinter(printer);
-        }
+        peers::DeletePrinterQueue(name.c_str());
     }
 }
 
 bool SpoolerQueueSet::GrowTo(size_t count)
 {
-    if (m_names.empty() && !InstallDriver()) {
+    if (m_names.empty() && !peers::InstallPrinterDriver(kDriver)) {
         std::fprintf(stderr, "bench: the spooler refused the driver (%lu)\n", GetLastError());
         return false;
     }

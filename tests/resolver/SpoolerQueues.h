@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "peers/PrinterQueue.h"
+
 namespace resolver_test {
 
 // Print queues in the real spooler of the test's Wine prefix, removed again
@@ -18,12 +20,7 @@ public:
     ~SpoolerQueues()
     {
         for (const std::wstring& name : m_names) {
-            HANDLE printer = nullptr;
-            PRINTER_DEFAULTSW defaults = {nullptr, nullptr, PRINTER_ALL_ACCESS};
-            if (::OpenPrinterW(const_cast<wchar_t*>(name.c_str()), &printer, &defaults)) {
-                ::DeletePrinter(printer);
-                ::ClosePrinter(printer);
-            }
+            peers::DeletePrinterQueue(name.c_str());
         }
     }
     SpoolerQueues(const SpoolerQueues&) = delete;
@@ -40,7 +37,7 @@ public:
     bool Add(const std::wstring& name, const std::wstring& port, const std::wstring& share = L"",
              DWORD* error = nullptr)
     {
-        if (!InstallDriver()) {
+        if (!peers::InstallPrinterDriver(kDriver)) {
             if (error) {
                 *error = ::GetLastError();
             }
@@ -71,20 +68,6 @@ public:
     static constexpr const wchar_t* kDriver = L"Orvane Test Driver";
 
 private:
-    static bool InstallDriver()
-    {
-        DRIVER_INFO_3W driver = {};
-        driver.cVersion = 3;
-        driver.pName = const_cast<wchar_t*>(kDriver);
-        driver.pEnvironment = const_cast<wchar_t*>(L"Windows x64");
-        driver.pDriverPath = const_cast<wchar_t*>(L"wineps.drv");
-        driver.pDataFile = const_cast<wchar_t*>(L"generic.ppd");
-        driver.pConfigFile = const_cast<wchar_t*>(L"wineps.drv");
-        // A driver that is there already is as good as a new one.
-        return ::AddPrinterDriverW(nullptr, 3, reinterpret_cast<BYTE*>(&driver))
-            || ::GetLastError() == ERROR_PRINTER_DRIVER_ALREADY_INSTALLED;
-    }
-
     std::vector<std::wstring> m_names;
 };
 
