@@ -1,6 +1,7 @@
 // The resolver's first step after the queue is found: a redirected LPT
-// port, and the ports of this machine's port monitors. Queues of other
-// machines (UNC printer names) and WSD ports are not resolved by this build.
+// port, an internet printing queue, and the ports of this machine's port
+// monitors. Shares of other machines and WSD ports are not resolved by this
+// build.
 #include "resolver/Resolver.h"
 
 #include "logging/LogTrace.h"
@@ -21,6 +22,12 @@ bool Resolver::NetworkPrinter()
     }
     if (SearchString(m_pPrinterName, UNC_PREFIX_PATTERN)) {
         QV_LOG_INFO(0, L"m_pPrinterName is a UNC");
+        if (IppPortResolved()) {
+            QV_LOG_INFO(0, L"IPP Port resolved.");
+            return true;
+        }
+        // Shares of other machines are not resolved by this build.
+        QV_LOG_INFO(0, L"m_pPrinterName is a UNC. Not IPP.");
         return false;
     }
     static const struct {

@@ -101,8 +101,11 @@ private:
     // `numberAt` of its name, and the flag.
     void TakeLocalPort(size_t numberAt, unsigned long flag);
 
-    // A redirected LPT port or a port of this machine's port monitors.
+    // A redirected LPT port, an internet printing queue, or a port of this
+    // machine's port monitors.
     bool NetworkPrinter();
+    // The address in the name of an internet printing queue.
+    bool IppPortResolved();
     // The ports of this machine's port monitors, found in their keys.
     bool StandardPortMonitor();
     bool LocalTcpIpPortResolved(HKEY key, int isEquitrac);
