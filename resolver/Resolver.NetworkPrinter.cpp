@@ -1,7 +1,6 @@
-// The resolver's first step after the queue is found: a redirected LPT
-// port, an internet printing queue, and the ports of this machine's port
-// monitors. Shares of other machines and WSD ports are not resolved by this
-// build.
+// The resolver's first step after the queue is found: a queue of another
+// machine, a redirected LPT port, and the ports of this machine's port
+// monitors. WSD ports are not resolved by this build.
 #include "resolver/Resolver.h"
 
 #include "logging/LogTrace.h"
@@ -14,11 +13,15 @@ namespace Orvane {
 bool Resolver::NetworkPrinter()
 {
     QV_LOG_FUNCTION(g_pOrvaneResolverLog, L"Orvane::Resolver::NetworkPrinter");
+    // The UNC path behind the port, used only behind a UNC printer name.
+    const wchar_t* searchName = nullptr;
     if (GetLptRemotePath(m_pPortName, m_pRemotePath)) {
         QV_LOG_INFO(0, L"%s is a redirected LPT port.", m_pPortName);
         m_cxType |= CX_TYPE_REDIRECTED | CX_TYPE_LPT;
+        searchName = m_pRemotePath;
     } else if (SearchString(m_pPortName, UNC_PREFIX_PATTERN)) {
         QV_LOG_INFO(0, L"%s is not a redirected LPT port.", m_pPortName);
+        searchName = m_pPortName;
     }
     if (SearchString(m_pPrinterName, UNC_PREFIX_PATTERN)) {
         QV_LOG_INFO(0, L"m_pPrinterName is a UNC");
@@ -26,9 +29,12 @@ bool Resolver::NetworkPrinter()
             QV_LOG_INFO(0, L"IPP Port resolved.");
             return true;
         }
-        // Shares of other machines are not resolved by this build.
         QV_LOG_INFO(0, L"m_pPrinterName is a UNC. Not IPP.");
-        return false;
+        if (searchName) {
+            return NonNTSharePrinter(searchName);
+        }
+        QV_LOG_INFO(0, L"Attempt to resolve NT Share name.");
+        return NTSharePrinter();
     }
     static const struct {
         bool (Resolver::*step)();

@@ -81,14 +81,32 @@ protected:
     wchar_t m_wcIPv6AddressList[kIPv6Rows][kResolverTextChars];
     int m_nIPv6AddressCount;
 
-private:
-    void InitMembers();
-    HRESULT RunResolveThread();
-    static unsigned __stdcall ResolveThread(void* share);
-    HRESULT ResolveStart();
-    void SetQueueName();
-    // The getters' common test: E_PENDING until Resolve has run.
-    bool HasResolved() const;
+    // The steps of the search, in the order ResolveStart takes them.
+    // A queue of another machine, a redirected LPT port, or a port of this
+    // machine's port monitors.
+    bool NetworkPrinter();
+    // The address in the name of an internet printing queue.
+    bool IppPortResolved();
+    // A share of a server that isn't NT (`searchName` is the UNC path behind
+    // the port), or of an NT server (the printer's own UNC name).
+    bool NonNTSharePrinter(const wchar_t* searchName);
+    bool NTSharePrinter();
+    // The server's monitor asked for the port's address, under the
+    // process-wide lock; `name` may be null.
+    bool ResolveRemoteHost(const wchar_t* name);
+    bool RemoteTcpIpPortResolved(const wchar_t* server, const wchar_t* port);
+    // The address, host, port and community of a monitor's answer.
+    bool TakeRemotePortData(const PortData1& data);
+    // A Novell queue's IPX address through the family's IPX library; `name`
+    // null stands for the port name.
+    bool NovellIpxPortResolved(const wchar_t* name);
+    // The ports of this machine's port monitors, found in their keys.
+    bool StandardPortMonitor();
+    bool LocalTcpIpPortResolved(HKEY key, int isEquitrac);
+    bool IpxPortResolved(HKEY key);
+    bool VelnetPortResolved();
+    bool LprPortResolved();
+    bool ZqDlcNetworkResolved();
 
     // The local numbered ports, recognised by name alone.
     bool LocalPrinter();
@@ -101,18 +119,14 @@ private:
     // `numberAt` of its name, and the flag.
     void TakeLocalPort(size_t numberAt, unsigned long flag);
 
-    // A redirected LPT port, an internet printing queue, or a port of this
-    // machine's port monitors.
-    bool NetworkPrinter();
-    // The address in the name of an internet printing queue.
-    bool IppPortResolved();
-    // The ports of this machine's port monitors, found in their keys.
-    bool StandardPortMonitor();
-    bool LocalTcpIpPortResolved(HKEY key, int isEquitrac);
-    bool IpxPortResolved(HKEY key);
-    bool VelnetPortResolved();
-    bool LprPortResolved();
-    bool ZqDlcNetworkResolved();
+private:
+    void InitMembers();
+    HRESULT RunResolveThread();
+    static unsigned __stdcall ResolveThread(void* share);
+    HRESULT ResolveStart();
+    void SetQueueName();
+    // The getters' common test: E_PENDING until Resolve has run.
+    bool HasResolved() const;
 
     std::weak_ptr<Resolver> m_pSelf;
     std::shared_ptr<ResolverLock> m_pLock;

@@ -20,6 +20,25 @@ constexpr size_t kCaptureChars = 1025;
 constexpr DWORD kPortDataBytes = 964;
 constexpr DWORD kWsdDataBytes = 520;
 
+// The platform's PORT_DATA_1, the answer of a monitor's "GetConfigInfo".
+struct PortData1 {
+    wchar_t sztPortName[64];
+    DWORD dwVersion;
+    DWORD dwProtocol;
+    DWORD cbSize;
+    DWORD dwReserved;
+    wchar_t sztHostAddress[49];
+    wchar_t sztSNMPCommunity[33];
+    DWORD dwDoubleSpool;
+    wchar_t sztQueue[33];
+    wchar_t sztIPAddress[16];
+    BYTE Reserved[540];
+    DWORD dwPortNumber;
+    DWORD dwSNMPEnabled;
+    DWORD dwSNMPDevIndex;
+};
+static_assert(sizeof(PortData1) == kPortDataBytes, "the platform's PORT_DATA_1 has 964 bytes");
+
 // One print queue as the spooler lists it; a field the spooler leaves null
 // stays empty.
 struct PrinterRecord {

@@ -39,8 +39,12 @@ public:
     std::wstring IPv6HostName() const { return m_wcIPv6HostName; }
     int IPv6Count() const { return m_nIPv6AddressCount; }
     std::wstring IPv6Row(size_t row) const { return m_wcIPv6AddressList[row]; }
+    std::wstring DeviceID() const { return m_pDeviceID; }
 
     using Orvane::Resolver::GetResolveThreadTimeout;
+    using Orvane::Resolver::ResolveRemoteHost;
+    // The state a search is left in when its caller's wait ran out.
+    void MarkTimedOut() { m_eResolveState = Orvane::RESOLVE_STATE_TIMED_OUT | Orvane::RESOLVE_STATE_DONE; }
     void SetResolveTimeout(DWORD timeout) { m_dwResolveTimeout = timeout; }
 
 private:

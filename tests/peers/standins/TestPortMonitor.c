@@ -1,0 +1,115 @@
+/* A port monitor for Wine's spooler that answers the family's transceive
+ * commands for the ports the resolver's tests give it. Which answer a port
+ * gets stands in its name:
+ *   ORV_REMOTE_IP        IP address 127.0.0.1, port 9100, community "public"
+ *   ORV_REMOTE_HOST      host address "localhost" and no IP address
+ *   ORV_REMOTE_BIGPORT   IP address 127.0.0.1 and the port number 70000
+ *   ORV_REMOTE_LONGSNMP  IP address 127.0.0.1 and a community of 34 characters
+ *   WSD-...              "DeviceID": the device's identity
+ * Any other command, or port, is refused. Built for the tests only. */
+#include <windows.h>
+#include <winspool.h>
+#include <winsplp.h>
+#include <stddef.h>
+#include <string.h>
+#include <wchar.h>
+
+#define PORT_DATA_BYTES 964
+#define OFFSET_HOST 144
+#define OFFSET_COMMUNITY 242
+#define OFFSET_IP 378
+#define OFFSET_PORT_NUMBER 952
+
+typedef struct {
+    WCHAR port[256];
+} Channel;
+
+static BOOL WINAPI MonEnumPorts(HANDLE monitor, LPWSTR name, DWORD level, LPBYTE ports, DWORD bytes,
+                                LPDWORD needed, LPDWORD returned)
+{
+    *needed = 0;
+    *returned = 0;
+    return TRUE;
+}
+
+static BOOL WINAPI MonXcvOpenPort(HANDLE monitor, LPCWSTR object, ACCESS_MASK access, PHANDLE handle)
+{
+    Channel* channel = HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(Channel));
+    if (!channel) {
+        return FALSE;
+    }
+    lstrcpynW(channel->port, object ? object : L"", 256);
+    *handle = channel;
+    return TRUE;
+}
+
+static void PutText(PBYTE out, size_t offset, const WCHAR* text)
+{
+    memcpy(out + offset, text, (wcslen(text) + 1) * sizeof(WCHAR));
+}
+
+static DWORD WINAPI MonXcvDataPort(HANDLE handle, LPCWSTR command, PBYTE in, DWORD inBytes, PBYTE out,
+                                   DWORD outBytes, PDWORD needed)
+{
+    const WCHAR* port = ((Channel*)handle)->port;
+    if (wcscmp(command, L"DeviceID") == 0 && wcsncmp(port, L"WSD-", 4) == 0) {
+        static const WCHAR identity[] = L"uuid:6a9e2d8c-2f43-4a55-9d2e-0123456789ab";
+        *needed = sizeof identity;
+        if (outBytes < sizeof identity) {
+            return ERROR_INSUFFICIENT_BUFFER;
+        }
+        memcpy(out, identity, sizeof identity);
+        return ERROR_SUCCESS;
+    }
+    if (wcscmp(command, L"GetConfigInfo") != 0 || wcsncmp(port, L"ORV_REMOTE_", 11) != 0) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    *needed = PORT_DATA_BYTES;
+    if (outBytes < PORT_DATA_BYTES) {
+        return ERROR_INSUFFICIENT_BUFFER;
+    }
+    memset(out, 0, PORT_DATA_BYTES);
+    DWORD number = 9100;
+    if (wcscmp(port, L"ORV_REMOTE_HOST") == 0) {
+        PutText(out, OFFSET_HOST, L"localhost");
+    } else {
+        PutText(out, OFFSET_IP, L"127.0.0.1");
+    }
+    if (wcscmp(port, L"ORV_REMOTE_BIGPORT") == 0) {
+        number = 70000;
+    }
+    if (wcscmp(port, L"ORV_REMOTE_LONGSNMP") == 0) {
+        /* 34 characters: the community's field and one more, running into
+         * the next field of the answer. */
+        for (int i = 0; i < 34; ++i) {
+            ((WCHAR*)(out + OFFSET_COMMUNITY))[i] = L'c';
+        }
+    } else {
+        PutText(out, OFFSET_COMMUNITY, L"public");
+    }
+    memcpy(out + OFFSET_PORT_NUMBER, &number, sizeof number);
+    return ERROR_SUCCESS;
+}
+
+static BOOL WINAPI MonXcvClosePort(HANDLE handle)
+{
+    return HeapFree(GetProcessHeap(), 0, handle);
+}
+
+static VOID WINAPI MonShutdown(HANDLE monitor)
+{
+}
+
+static MONITOR2 g_monitor;
+
+__declspec(dllexport) LPMONITOR2 WINAPI InitializePrintMonitor2(PMONITORINIT init, PHANDLE monitor)
+{
+    g_monitor.cbSize = sizeof g_monitor;
+    g_monitor.pfnEnumPorts = MonEnumPorts;
+    g_monitor.pfnXcvOpenPort = MonXcvOpenPort;
+    g_monitor.pfnXcvDataPort = MonXcvDataPort;
+    g_monitor.pfnXcvClosePort = MonXcvClosePort;
+    g_monitor.pfnShutdown = MonShutdown;
+    *monitor = (HANDLE)1;
+    return &g_monitor;
+}
