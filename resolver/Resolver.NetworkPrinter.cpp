@@ -1,6 +1,6 @@
 // The resolver's first step after the queue is found: a queue of another
 // machine, a redirected LPT port, and the ports of this machine's port
-// monitors. WSD ports are not resolved by this build.
+// monitors.
 #include "resolver/Resolver.h"
 
 #include "logging/LogTrace.h"
@@ -37,16 +37,17 @@ bool Resolver::NetworkPrinter()
         return NTSharePrinter();
     }
     static const struct {
-        bool (Resolver::*step)();
+        bool (*step)(Resolver&);
         const wchar_t* line;
     } kSteps[] = {
-        {&Resolver::StandardPortMonitor, L"a valid standard port monitor"},
-        {&Resolver::VelnetPortResolved, L"a valid Velnet port"},
-        {&Resolver::LprPortResolved, L"a valid LPR port"},
-        {&Resolver::ZqDlcNetworkResolved, L"a valid Zeloq Network (DLC) port"},
+        {[](Resolver& r) { return r.StandardPortMonitor(); }, L"a valid standard port monitor"},
+        {[](Resolver& r) { return r.WsdPortResolved(nullptr); }, L"a valid WSD port"},
+        {[](Resolver& r) { return r.VelnetPortResolved(); }, L"a valid Velnet port"},
+        {[](Resolver& r) { return r.LprPortResolved(); }, L"a valid LPR port"},
+        {[](Resolver& r) { return r.ZqDlcNetworkResolved(); }, L"a valid Zeloq Network (DLC) port"},
     };
     for (const auto& step : kSteps) {
-        if ((this->*step.step)()) {
+        if (step.step(*this)) {
             QV_LOG_INFO(0, L"%s", step.line);
             return true;
         }

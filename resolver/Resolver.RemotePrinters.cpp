@@ -196,14 +196,14 @@ bool Resolver::RemoteTcpIpPortResolved(const wchar_t* server, const wchar_t* por
     bool resolved = false;
     if (GetXcvHandle(server, port, &handle)) {
         if (MatchWholeString(port, WSD_PORT_PATTERN)) {
-            // A system WSD port of the server: its address comes from WSD
-            // discovery, which this build doesn't have. The identity is
-            // kept.
+            // A system WSD port of the server: the device is looked for by
+            // the identity its monitor gives, empty when it gave none.
             BYTE identity[kWsdDataBytes] = {};
             if (GetWsdData(handle, identity)) {
                 StrWcsNCpy(m_pDeviceID, kResolverTextChars, reinterpret_cast<const wchar_t*>(identity),
                            kWsdDataBytes / sizeof(wchar_t) - 1);
             }
+            resolved = WsdPortResolved(m_pDeviceID);
         } else {
             PortData1 data = {};
             if (GetPortData(handle, reinterpret_cast<BYTE*>(&data))) {

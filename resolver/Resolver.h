@@ -107,6 +107,9 @@ protected:
     bool VelnetPortResolved();
     bool LprPortResolved();
     bool ZqDlcNetworkResolved();
+    // A port of the system's WSD monitor, through WSD discovery: by the
+    // device's identity when one is given, else by port and printer name.
+    bool WsdPortResolved(const wchar_t* deviceID);
 
     // The local numbered ports, recognised by name alone.
     bool LocalPrinter();

@@ -167,7 +167,8 @@ TEST_F(MonitorPorts, ProtocolFourIsNoStandardPortAndTheSearchGoesOn)
     port.SetDword(L"Protocol", 4);
     const auto resolver = ResolveQueueOn(L"ORV_IP_3", E_FAIL);
     EXPECT_EQ(TypeOf(*resolver), 0u);
-    Logged({L"(I0) Port could not be resolved as a TCPIP, LPR, or IPX port.", L"(->) Resolver::VelnetPortResolved",
+    Logged({L"(I0) Port could not be resolved as a TCPIP, LPR, or IPX port.", L"(->) Resolver::WsdPortResolved",
+            L"(I0) WsdPortResolved() WSD port could not be resolved.", L"(->) Resolver::VelnetPortResolved",
             L"(->) Resolver::LprPortResolved", L"(->) Resolver::ZqDlcNetworkResolved",
             L"(I0) failed to resolve port"});
 }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "doubles/ApiOverride.h"
+#include "resolver/FunctionDiscoveryStandIn.h"
 #include "resolver/ListedSpooler.h"
 #include "resolver/ProbeResolver.h"
 #include "resolver/ResolverTestSupport.h"
@@ -181,14 +182,36 @@ TEST_F(RemoteShares, HostAddressIsLookedUpWhenTheMonitorGivesNoIpAddress)
             L"(I0) IPv4 Address: 127.0.0.1", L"(I0) Host name: localhost"});
 }
 
-// The WSD step that would take the address comes with WSD discovery; the
-// identity is asked for and kept meanwhile.
-TEST_F(RemoteShares, WsdPortOfTheServerGivesItsIdentity)
+// The server's WSD port: its monitor gives the device's identity, and the
+// WSD provider (the Function Discovery stand-in) reports that device.
+TEST_F(RemoteShares, WsdPortOfTheServerIsResolvedByItsIdentityAsTcpIp)
 {
     const std::wstring wsd = L"WSD-6a9e2d8c-2f43-4a55-9d2e-0123456789ab.0007";
     const auto port = MonitorPort(wsd);
-    const auto resolver = ResolveRemote(L"wsdq", wsd, E_FAIL);
+    resolver_test::DiscoveryScript script;
+    resolver_test::FunctionDiscoveryStandIn standIn(script);
+    ASSERT_TRUE(standIn.Ready());
+    script.wsd = {{QVWinApi::QUA_ADD,
+                   new resolver_test::FakeInstance(L"", L"uuid:6a9e2d8c-2f43-4a55-9d2e-0123456789ab",
+                                                   {resolver_test::TextListProperty(
+                                                       resolver_test::kXAddrs, {L"http://127.0.0.1:5357/wsdq"})})}};
+    resolver_test::ReportedWait com(script.reported);
+    doubles::ApiOverride<QVWinApi::IComApi> swap(g_pComApi, com);
+    const auto resolver = ResolveRemote(L"wsdq", wsd, S_OK);
     EXPECT_EQ(resolver->DeviceID(), L"uuid:6a9e2d8c-2f43-4a55-9d2e-0123456789ab");
+    unsigned long type = 0;
+    ASSERT_EQ(resolver->GetConnectionType(&type), S_OK);
+    EXPECT_EQ(type, CX_TYPE_TCPIP);
+    wchar_t text[kResolverTextChars];
+    unsigned long number = 0;
+    ASSERT_EQ(resolver->GetTCPIPAddress(text, kResolverTextChars, &number), S_OK);
+    EXPECT_STREQ(text, L"127.0.0.1");
+    EXPECT_EQ(number, 5357u);
+    EXPECT_EQ(resolver->HostName(), L"localhost");
+    EXPECT_EQ(resolver->ServerName(), m_computer);
+    Logged({L"(I0) Call RemoteTcpIpPortResolved(" + m_computer + L", " + wsd + L")",
+            L"(I0) WSD resolved using PNPX Global Identity: uuid:6a9e2d8c-2f43-4a55-9d2e-0123456789ab",
+            L"(I0) Updated m_wcIPAddress: 127.0.0.1", L"(I0) RemoteTCPIP returned -> cxType = 0x20"});
 }
 
 TEST_F(RemoteShares, ShareOfAServerWithoutAShareNameIsInvalid)

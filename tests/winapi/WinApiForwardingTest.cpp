@@ -8,6 +8,7 @@
 
 #include "doubles/ApiOverride.h"
 #include "logging/CLogSettingsReader.h"
+#include "winapi/CComApi.h"
 #include "winapi/CCryptApi.h"
 #include "winapi/CIPHelperApi.h"
 #include "winapi/CKernelApi.h"
@@ -64,6 +65,7 @@ TEST(WinApiTest, EachPointerHoldsItsConcreteClass)
     EXPECT_NE(dynamic_cast<CUserApi*>(g_pUserApi), nullptr);
     EXPECT_NE(dynamic_cast<CIPHelperApi*>(g_pIPHelperApi), nullptr);
     EXPECT_NE(dynamic_cast<CWinInetApi*>(g_pWinInetApi), nullptr);
+    EXPECT_NE(dynamic_cast<CComApi*>(g_pComApi), nullptr);
 }
 
 TEST(WinApiTest, LateBoundGetProcessIdGivesTheRealValue)
@@ -256,4 +258,33 @@ TEST(WinApiTest, DesktopWindowOfTheCertificateDialogIsThePlatformsOwn)
 {
     EXPECT_EQ(::GetDesktopWindow(), g_pWinInetApi->GetDesktopWindow());
     EXPECT_NE(nullptr, g_pWinInetApi->GetDesktopWindow());
+}
+
+TEST(WinApiTest, ComApiReachesTheComponentModel)
+{
+    ASSERT_EQ(g_pComApi->CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+    EXPECT_EQ(g_pComApi->CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), RPC_E_CHANGED_MODE);
+    // A class no prefix registers.
+    const CLSID absent = {0x0bad0bad, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
+    void* object = nullptr;
+    EXPECT_EQ(g_pComApi->CoCreateInstance(absent, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
+              REGDB_E_CLASSNOTREG);
+    wchar_t text[40] = {};
+    EXPECT_EQ(g_pComApi->StringFromGUID2(absent, text, 40), 39);
+    EXPECT_STREQ(text, L"{0BAD0BAD-1234-5678-0102-030405060708}");
+    HANDLE event = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
+    DWORD index = 9;
+    EXPECT_EQ(g_pComApi->CoWaitForMultipleHandles(0, 0, 1, &event, &index), S_OK);
+    EXPECT_EQ(index, 0u);
+    ::ResetEvent(event);
+    EXPECT_EQ(g_pComApi->CoWaitForMultipleHandles(0, 0, 1, &event, &index), RPC_S_CALLPENDING);
+    ::CloseHandle(event);
+    PROPVARIANT value;
+    ::PropVariantInit(&value);
+    value.vt = VT_LPWSTR;
+    value.pwszVal = static_cast<LPWSTR>(::CoTaskMemAlloc(8));
+    EXPECT_EQ(g_pComApi->PropVariantClear(&value), S_OK);
+    EXPECT_EQ(value.vt, VT_EMPTY);
+    g_pComApi->CoTaskMemFree(::CoTaskMemAlloc(16));
+    g_pComApi->CoUninitialize();
 }

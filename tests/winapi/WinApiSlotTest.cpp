@@ -14,6 +14,7 @@
 #include "winapi/IUserApi.h"
 #include "winapi/IIPHelperApi.h"
 #include "winapi/IWinInetApi.h"
+#include "winapi/IComApi.h"
 #include "doubles/VtableSlots.h"
 
 using namespace QVWinApi;
@@ -339,4 +340,17 @@ TEST(WinApiSlotTest, IWinInetApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IWinInetApi::InternetErrorDlg),
         SlotOf(&IWinInetApi::InternetCloseHandle),
     }, 15);
+}
+
+TEST(WinApiSlotTest, IComApiHasItsOperationsInOrderAndTheDestructorLast)
+{
+    ExpectSlots<IComApi>({
+        SlotOf(&IComApi::CoInitializeEx),
+        SlotOf(&IComApi::CoUninitialize),
+        SlotOf(&IComApi::CoCreateInstance),
+        SlotOf(&IComApi::CoWaitForMultipleHandles),
+        SlotOf(&IComApi::PropVariantClear),
+        SlotOf(&IComApi::StringFromGUID2),
+        SlotOf(&IComApi::CoTaskMemFree),
+    }, 8);
 }

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "winapi/IComApi.h"
+
+namespace QVWinApi {
+
+// Forwards each operation unchanged to the platform function of its name.
+class CComApi : public IComApi {
+public:
+    constexpr CComApi() = default;
+
+    HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit) override;
+    void CoUninitialize() override;
+    HRESULT CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext, REFIID riid,
+            LPVOID* ppv) override;
+    HRESULT CoWaitForMultipleHandles(DWORD dwFlags, DWORD dwTimeout, ULONG cHandles, LPHANDLE pHandles,
+            LPDWORD lpdwindex) override;
+    HRESULT PropVariantClear(PROPVARIANT* pvar) override;
+    int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax) override;
+    void CoTaskMemFree(LPVOID pv) override;
+};
+
+}  // namespace QVWinApi
