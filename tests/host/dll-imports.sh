@@ -7,6 +7,8 @@ dll="$1"
 objdump=x86_64-w64-mingw32-objdump
 allowed='^(ADVAPI32|CRYPT32|IPHLPAPI|KERNEL32|msvcrt|OLE32|OLEAUT32|PSAPI|RPCRT4|SETUPAPI|SHELL32|SHLWAPI|USER32|VERSION|WINSPOOL|WS2_32|WININET|CFGMGR32|WSDAPI)\.(dll|DLL|drv|DRV)$'
 dump=$("$objdump" -p "$dll")
+# The import table keeps each name as the import library wrote it.
+shopt -s nocasematch
 status=0
 while read -r name; do
   if [[ ! "$name" =~ $allowed ]]; then

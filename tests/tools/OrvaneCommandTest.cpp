@@ -46,10 +46,11 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
     const RunResult help = RunTool(L"orvane.exe", {L"--help"});
     EXPECT_EQ(0, help.exitCode);
     EXPECT_EQ((std::vector<std::string>{"usage: orvane COMMAND [OPTIONS] [ARGUMENTS]", "", "commands:",
-                                        "  http   one HTTP request to a device's web server (default port 80)",
-                                        "  log    switch the library's log on or off, or show it",
-                                        "  read   copy what a device sends, until it falls silent",
-                                        "  send   write a file to a device (raw port, default 9100)", "",
+                                        "  http    one HTTP request to a device's web server (default port 80)",
+                                        "  log     switch the library's log on or off, or show it",
+                                        "  read    copy what a device sends, until it falls silent",
+                                        "  resolve show what stands behind a print queue, port, share or server name",
+                                        "  send    write a file to a device (raw port, default 9100)", "",
                                         "'orvane COMMAND --help' describes a command.",
                                         "Exit codes: 0 done, 1 device or protocol failure, 2 usage error."}),
               help.out);
@@ -72,6 +73,7 @@ TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
         {L"read", "usage: orvane read [--timeout MS] [-o FILE] ADDRESS[:PORT]"},
         {L"http", "usage: orvane http [OPTIONS] ADDRESS[:PORT] URI"},
         {L"log", "usage: orvane log on|off|show [--process EXE [--module NAME]] [--file PATH] [--level N]"},
+        {L"resolve", "usage: orvane resolve [--queue | --port | --share | --server] NAME [--json]"},
     };
     for (const auto& usage : usages) {
         const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});

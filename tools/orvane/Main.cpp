@@ -1,5 +1,7 @@
 // orvane.exe: a command-line host of orvane64.dll.
+#include <algorithm>
 #include <cstdio>
+#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -11,8 +13,13 @@ namespace {
 void ListCommands(FILE* out)
 {
     std::fputs("usage: orvane COMMAND [OPTIONS] [ARGUMENTS]\n\ncommands:\n", out);
+    // The summaries line up behind the longest name.
+    int width = 0;
     for (const auto& command : tools::CommandRegistry::Instance().Commands()) {
-        std::fprintf(out, "  %-6s %s\n", tools::Text::Narrow(command->Name()).c_str(), command->Summary());
+        width = std::max(width, static_cast<int>(std::wcslen(command->Name())));
+    }
+    for (const auto& command : tools::CommandRegistry::Instance().Commands()) {
+        std::fprintf(out, "  %-*s %s\n", width, tools::Text::Narrow(command->Name()).c_str(), command->Summary());
     }
     std::fputs("\n'orvane COMMAND --help' describes a command.\n"
                "Exit codes: 0 done, 1 device or protocol failure, 2 usage error.\n",
