@@ -255,6 +255,8 @@ struct DiscoveryScript {
     // The WSD provider's reports, in order, each with its action.
     std::vector<std::pair<QueryUpdateAction, FakeInstance*>> wsd;
     HRESULT executeResult = S_OK;
+    // This many queries are refused before the others are made.
+    int refusedQueries = 0;
     // Set when the WSD provider's thread has made all its reports.
     HANDLE reported = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
 
@@ -345,6 +347,11 @@ public:
                                                             IFunctionDiscoveryNotification* sink, FDQUERYCONTEXT*,
                                                             IFunctionInstanceCollectionQuery** query) override
     {
+        if (m_script.refusedQueries > 0) {
+            --m_script.refusedQueries;
+            *query = nullptr;
+            return E_FAIL;
+        }
         ++m_script.queries;
         m_script.category = category ? category : L"";
         m_script.allSubCategories = all;

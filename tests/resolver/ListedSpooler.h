@@ -22,9 +22,16 @@ public:
     };
     explicit ListedSpooler(std::vector<Queue> queues) : m_queues(std::move(queues)) {}
 
+    // The queues are listed for this many calls (a listing takes two: size,
+    // then records), and none after them.
+    void ListFor(int calls) { m_callsLeft = calls; }
+
     BOOL EnumPrintersW(DWORD, LPWSTR, DWORD level, LPBYTE buffer, DWORD bytes, LPDWORD needed,
                        LPDWORD returned) override
     {
+        if (m_callsLeft >= 0 && m_callsLeft-- == 0) {
+            m_queues.clear();
+        }
         size_t size = m_queues.size() * sizeof(PRINTER_INFO_2W);
         for (const Queue& queue : m_queues) {
             for (const wchar_t* text : {queue.server, queue.printer, queue.share, queue.port}) {
@@ -60,6 +67,7 @@ public:
 
 private:
     std::vector<Queue> m_queues;
+    int m_callsLeft = -1;
 };
 
 }  // namespace resolver_test

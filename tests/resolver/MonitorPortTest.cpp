@@ -316,3 +316,33 @@ TEST_F(MonitorPorts, ValuesTooLongOrOfTheWrongTypeAreNoValues)
     names.SetDword(L"ORV_BAD_2", 0x30303030);
     ResolveQueueOn(L"ORV_BAD_2", E_FAIL);
 }
+
+TEST_F(MonitorPorts, VelnetAndLprValuesEmptyTooLongOrOfTheWrongTypeGiveFalse)
+{
+    TestKey dword(HKEY_LOCAL_MACHINE, kMonitors + L"ZQ Velnet Port\\Ports\\ORV_VEL_DW");
+    dword.SetDword(L"ZQNetworkPrinterID", 0x00430054);  // "TC" read as text, no comma behind
+    TestKey longText(HKEY_LOCAL_MACHINE, kMonitors + L"ZQ Velnet Port\\Ports\\ORV_VEL_LONG");
+    longText.SetString(L"ZQNetworkPrinterID", L"TCPIP,127.0.0.1," + std::wstring(1100, L'9'));
+    TestKey empty(HKEY_LOCAL_MACHINE, kMonitors + L"LPR Port\\Ports\\ORV_LPR_EMPTY");
+    empty.SetString(L"Server Name", L"");
+    empty.SetString(L"Printer Name", L"");
+    for (const wchar_t* port : {L"ORV_VEL_DW", L"ORV_VEL_LONG", L"ORV_LPR_EMPTY"}) {
+        const auto resolver = ResolveQueueOn(port, E_FAIL);
+        EXPECT_EQ(TypeOf(*resolver), 0u) << ::testing::PrintToString(port);
+        EXPECT_EQ(resolver->IPAddress(), L"") << ::testing::PrintToString(port);
+    }
+    EXPECT_EQ(m_log.Count(L"(I0) a valid Velnet port"), 0u);
+    EXPECT_EQ(m_log.Count(L"(I0) a valid LPR port"), 0u);
+}
+
+// A monitor's key without its Ports subkey, and a Ports key without the
+// port's own: each step gives false and the search goes on.
+TEST_F(MonitorPorts, MonitorKeysMissingHalfwayDownThePathGiveFalse)
+{
+    TestKey velnet(HKEY_LOCAL_MACHINE, kMonitors + L"ZQ Velnet Port");
+    TestKey lprPorts(HKEY_LOCAL_MACHINE, kMonitors + L"LPR Port\\Ports");
+    const auto resolver = ResolveQueueOn(L"ORV_HALFWAY", E_FAIL);
+    EXPECT_EQ(TypeOf(*resolver), 0u);
+    Logged({L"(->) Resolver::VelnetPortResolved", L"(->) Resolver::LprPortResolved",
+            L"(->) Resolver::ZqDlcNetworkResolved", L"(I0) failed to resolve port"});
+}

@@ -9,9 +9,12 @@
 
 #include <string>
 
+#include "doubles/ApiOverride.h"
+#include "resolver/ListedSpooler.h"
 #include "resolver/ProbeResolver.h"
 #include "resolver/ResolverTestSupport.h"
 #include "resolver/SpoolerQueues.h"
+#include "resolver/TestMonitor.h"
 
 using namespace Orvane;
 using resolver_test::MonitorPortKeys;
@@ -57,6 +60,52 @@ TEST(NoNameService, AddressWithoutARecordAndAServiceThatFailsAreLoggedApart)
     EXPECT_EQ(name, L"unchanged");
     std::wstring missing;
     EXPECT_TRUE(log.InOrder({L"(##) No data record found", L"(##) gethostbyaddr failed with error: 11002"}, &missing))
+        << ::testing::PrintToString(missing);
+    if (HasFailure()) {
+        log.Show();
+    }
+}
+
+// An internet printing queue whose host has no address.
+TEST(NoNameService, InternetPrintingQueueOnAHostWithoutAnAddressIsInvalid)
+{
+    resolver_test::ResolverLog log(L"resolver-no-host");
+    const wchar_t printer[] = L"\\\\http://nohost:631/printers/a";
+    resolver_test::ListedSpooler spooler({{L"\\\\nohost", printer, nullptr, L"IPP_1"}});
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
+    const auto resolver = ProbeResolver::Make();
+    EXPECT_EQ(resolver->Resolve(printer, RESOLVE_TYPE_PRINTER), E_FAIL);
+    std::wstring missing;
+    EXPECT_TRUE(log.InOrder({L"(I0) HOST NAME is invalid.", L"(I0) Could not extract IP Address & Host Name.",
+                             L"(I0) m_pPrinterName is a UNC. Not IPP."},
+                            &missing))
+        << ::testing::PrintToString(missing);
+    if (HasFailure()) {
+        log.Show();
+    }
+}
+
+// The server's monitor reports an address without a name and a host
+// address: the address is refused and the host looked up instead.
+TEST(NoNameService, RemotePortWhoseAddressHasNoNameFallsBackOnItsHostAddress)
+{
+    ASSERT_TRUE(resolver_test::InstallTestMonitor()) << "the test monitor could not be installed";
+    resolver_test::ResolverLog log(L"resolver-no-name-remote");
+    TestKey port(HKEY_LOCAL_MACHINE, std::wstring(L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\")
+                                         + resolver_test::kMonitor + L"\\Ports\\ORV_REMOTE_NONAME");
+    const std::wstring server = L"\\\\" + resolver_test::ComputerName();
+    const std::wstring printer = server + L"\\nonameq";
+    resolver_test::ListedSpooler spooler({{server.c_str(), printer.c_str(), L"nonameq", L"ORV_REMOTE_NONAME"}});
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
+    const auto resolver = ProbeResolver::Make();
+    EXPECT_EQ(resolver->Resolve(printer.c_str(), RESOLVE_TYPE_PRINTER), S_OK);
+    EXPECT_EQ(resolver->IPAddress(), L"127.0.0.1");
+    EXPECT_EQ(resolver->HostName(), L"localhost");
+    std::wstring missing;
+    EXPECT_TRUE(log.InOrder({L"(##) Host not found", L"(I0) XcvData returned an invalid IP address",
+                             L"(I0) GetHostByIpAddr Failed", L"(I0) Didn't get a valid IP address from XCVDATA",
+                             L"(I0) so try to validate host name: localhost.", L"(I0) IPv4 Address: 127.0.0.1"},
+                            &missing))
         << ::testing::PrintToString(missing);
     if (HasFailure()) {
         log.Show();

@@ -42,6 +42,7 @@ public:
     std::wstring DeviceID() const { return m_pDeviceID; }
 
     using Orvane::Resolver::GetResolveThreadTimeout;
+    using Orvane::Resolver::NonNTSharePrinter;
     using Orvane::Resolver::ResolveRemoteHost;
     // The state a search is left in when its caller's wait ran out.
     void MarkTimedOut() { m_eResolveState = Orvane::RESOLVE_STATE_TIMED_OUT | Orvane::RESOLVE_STATE_DONE; }

@@ -21,46 +21,18 @@
 #include "resolver/ListedSpooler.h"
 #include "resolver/ProbeResolver.h"
 #include "resolver/ResolverTestSupport.h"
+#include "resolver/TestMonitor.h"
 #include "winapi/CKernelApi.h"
 
 using namespace Orvane;
 using resolver_test::ListedSpooler;
 using resolver_test::ProbeResolver;
 using resolver_test::TestKey;
+using resolver_test::ComputerName;
+using resolver_test::InstallTestMonitor;
+using resolver_test::kMonitor;
 
 namespace {
-
-const wchar_t kMonitor[] = L"Orvane Test Monitor";
-
-std::wstring ComputerName()
-{
-    wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
-    DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-    ::GetComputerNameW(name, &size);
-    return name;
-}
-
-// The test monitor, copied from beside the test binary into the system
-// folder and added to the spooler once for the process.
-bool InstallTestMonitor()
-{
-    static const bool installed = [] {
-        wchar_t module[MAX_PATH] = {};
-        ::GetModuleFileNameW(nullptr, module, MAX_PATH);
-        std::wstring source = module;
-        source = source.substr(0, source.find_last_of(L'\\') + 1) + L"orvtestmon.dll";
-        wchar_t system[MAX_PATH] = {};
-        ::GetSystemDirectoryW(system, MAX_PATH);
-        if (!::CopyFileW(source.c_str(), (std::wstring(system) + L"\\orvtestmon.dll").c_str(), FALSE)) {
-            return false;
-        }
-        MONITOR_INFO_2W info = {const_cast<wchar_t*>(kMonitor), const_cast<wchar_t*>(L"Windows x64"),
-                                const_cast<wchar_t*>(L"orvtestmon.dll")};
-        return ::AddMonitorW(nullptr, 2, reinterpret_cast<BYTE*>(&info))
-            || ::GetLastError() == ERROR_PRINT_MONITOR_ALREADY_INSTALLED;
-    }();
-    return installed;
-}
 
 // The Novell library missing, or without its entry point; counts the
 // spooler's library being loaded.
@@ -99,11 +71,13 @@ protected:
     }
     // The queue `\\<computer>\<queue>` on `port`, listed by the spooler,
     // resolved by its name.
-    std::shared_ptr<ProbeResolver> ResolveRemote(const std::wstring& queue, const std::wstring& port, HRESULT expected)
+    std::shared_ptr<ProbeResolver> ResolveRemote(const std::wstring& queue, const std::wstring& port, HRESULT expected,
+                                                 int listings = -1)
     {
         const std::wstring server = L"\\\\" + m_computer;
         const std::wstring printer = server + L"\\" + queue;
         ListedSpooler spooler({{server.c_str(), printer.c_str(), queue.c_str(), port.c_str()}});
+        spooler.ListFor(listings);
         doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
         auto resolver = ProbeResolver::Make();
         EXPECT_EQ(resolver->Resolve(printer.c_str(), RESOLVE_TYPE_PRINTER), expected);
@@ -287,4 +261,73 @@ TEST_F(RemoteShares, AfterTheTimeOutTheServerIsNotAskedAtAll)
     EXPECT_FALSE(resolver->ResolveRemoteHost((L"\\\\" + m_computer + L"\\lateq").c_str()));
     EXPECT_EQ(kernel.spoolerLoads, 0) << "no transceive channel is opened";
     EXPECT_EQ(m_log.Count(L"(I0) Could not be resolved."), 1u);
+}
+
+TEST_F(RemoteShares, RedirectedLptWhoseNovellLookUpFailsAsksTheServerAndFails)
+{
+    TestKey lpt(HKEY_CURRENT_USER, L"Network\\LPT9");
+    lpt.SetString(L"RemotePath", L"\\\\other\\lptq");
+    const auto resolver = ResolveRemote(L"lptq", L"LPT9:", E_FAIL);
+    Logged({L"(I0) Redirected LPTx calling NovellIpxPortResolved()",
+            L"(I0) NovellIpxPortResolved() FAILED continuing on to ResolveRemoteHost(REMOTE_PORT_TYPE_REDIRECTED)",
+            L"(I0) Redirected LPTx calling ResolveRemoteHost(REMOTE_PORT_TYPE_REDIRECTED)",
+            L"(I0) Extracted Server Name: other from UNC Name \\\\other\\lptq",
+            L"(I0) Call RemoteTcpIpPortResolved(other, LPT9:)", L"(I0) ResolveRemoteHost() FAILED"});
+}
+
+// The queue is gone by the time the NT share step looks for it again: the
+// spooler lists it for the first search's two calls only.
+TEST_F(RemoteShares, NtShareWhoseQueueIsGoneAtTheSecondLookFails)
+{
+    ResolveRemote(L"goneq", L"USB001", E_FAIL, 2);
+    Logged({L"(I0) Attempt to resolve NT Share name.",
+            L"(I0) MatchPrinterInfo(match printername to get NT sharename) FAILED"});
+}
+
+TEST_F(RemoteShares, PrinterNameWithoutAServerGivesNoMachineName)
+{
+    ListedSpooler spooler({{nullptr, L"\\\\q", nullptr, L"USB001"}});
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
+    auto resolver = ProbeResolver::Make();
+    EXPECT_EQ(resolver->Resolve(L"\\\\q", RESOLVE_TYPE_PRINTER), E_FAIL);
+    Logged({L"(I0) Attempt to resolve NT Share name.",
+            L"(I0) Did not get a valid machine name for the remote printer's host", L"(I0) Could not be resolved."});
+}
+
+TEST_F(RemoteShares, NonNtShareStepWithoutASearchNameFails)
+{
+    auto resolver = ProbeResolver::Make();
+    EXPECT_FALSE(resolver->NonNTSharePrinter(nullptr));
+    Logged({L"(I0) failed, lpszSearchName is NULL"});
+}
+
+TEST_F(RemoteShares, WsdPortOfTheServerWhoseDeviceDoesNotAnswerFails)
+{
+    const std::wstring wsd = L"WSD-6a9e2d8c-2f43-4a55-9d2e-0123456789ab.0007";
+    const auto port = MonitorPort(wsd);
+    resolver_test::DiscoveryScript script;
+    resolver_test::FunctionDiscoveryStandIn standIn(script);
+    ASSERT_TRUE(standIn.Ready());
+    resolver_test::ExpiredWait com;
+    doubles::ApiOverride<QVWinApi::IComApi> swap(g_pComApi, com);
+    const auto resolver = ResolveRemote(L"wsdq", wsd, E_FAIL);
+    EXPECT_EQ(com.asked, 30000u);
+    Logged({L"(I0) No WSD device was found with the DeviceID: uuid:6a9e2d8c-2f43-4a55-9d2e-0123456789ab.",
+            L"(I0) WSD resolution failed using PNPX Global Identity: uuid:6a9e2d8c-2f43-4a55-9d2e-0123456789ab"});
+    unsigned long type = 1;
+    ASSERT_EQ(resolver->GetConnectionType(&type), S_OK);
+    EXPECT_EQ(type, 0u);
+}
+
+// An answer shorter than the structure it should fill leaves the rest as
+// it was: no address, and the step fails.
+TEST_F(RemoteShares, AnswerShorterThanItsStructureGivesNoAddress)
+{
+    const auto port = MonitorPort(L"ORV_REMOTE_SHORT");
+    const auto resolver = ResolveRemote(L"shortq", L"ORV_REMOTE_SHORT", E_FAIL);
+    EXPECT_EQ(resolver->IPAddress(), L"");
+    EXPECT_EQ(resolver->HostName(), L"");
+    EXPECT_EQ(resolver->PortNumber(), 0u);
+    Logged({L"(I0) Call RemoteTcpIpPortResolved(" + m_computer + L", ORV_REMOTE_SHORT)",
+            L"(I0) SNMP Community Name is invalid."});
 }

@@ -30,8 +30,9 @@ protected:
     }
     // A queue of this process on the WSD port, whose plug-and-play instance
     // gives `address`, resolved by the queue's name.
-    std::shared_ptr<ProbeResolver> ResolveWith(const std::wstring& address, HRESULT expected)
+    std::shared_ptr<ProbeResolver> ResolveWith(const std::wstring& address, HRESULT expected, int refused = 0)
     {
+        m_script.refusedQueries = refused;
         m_script.pnp = {new FakeInstance(L"UUID:0a1b2c3d", L"",
                                          {TextProperty(kPortKey, kPort), TextListProperty(kServiceAddress, {address})})};
         const std::wstring name = SpoolerQueues::Unique(L"Orvane WSD " + std::to_wstring(++m_queueCount));
@@ -112,4 +113,16 @@ TEST_F(WsdPorts, WsdPortThatNoDeviceAnswersCouldNotBeResolved)
     const auto resolver = ResolveWith(L"http://127.0.0.1/", E_FAIL);
     Logged({L"(I0) WsdPortResolved() WSD port could not be resolved.", L"Return: FAILED",
             L"(->) Resolver::VelnetPortResolved"});
+}
+
+// The look-up by port name fails (Function Discovery refuses its query);
+// the one by the queue's name, which reads the same port, then succeeds.
+TEST_F(WsdPorts, PortLookUpThatFailsIsFollowedByTheQueuesOwn)
+{
+    ASSERT_TRUE(m_standIn.Ready());
+    const auto resolver = ResolveWith(L"http://127.0.0.1:5357/0a1b2c3d", S_OK, 1);
+    EXPECT_EQ(resolver->IPAddress(), L"127.0.0.1");
+    Logged({L"(I0) Getting port...", L"(I0) Using printer port (" + std::wstring(kPort) + L")",
+            L"(I0) WsdPortResolved() WSD resolved using Printer Name: " + resolver->PrinterName(),
+            L"(I0) a valid WSD port"});
 }

@@ -5,6 +5,8 @@
  *   ORV_REMOTE_HOST      host address "localhost" and no IP address
  *   ORV_REMOTE_BIGPORT   IP address 127.0.0.1 and the port number 70000
  *   ORV_REMOTE_LONGSNMP  IP address 127.0.0.1 and a community of 34 characters
+ *   ORV_REMOTE_NONAME    IP address 10.0.0.1 and host address "localhost"
+ *   ORV_REMOTE_SHORT     success with only the port name's 128 bytes written
  *   WSD-...              "DeviceID": the device's identity
  * Any other command, or port, is refused. Built for the tests only. */
 #include <windows.h>
@@ -64,6 +66,12 @@ static DWORD WINAPI MonXcvDataPort(HANDLE handle, LPCWSTR command, PBYTE in, DWO
     if (wcscmp(command, L"GetConfigInfo") != 0 || wcsncmp(port, L"ORV_REMOTE_", 11) != 0) {
         return ERROR_INVALID_PARAMETER;
     }
+    if (wcscmp(port, L"ORV_REMOTE_SHORT") == 0) {
+        *needed = 128;
+        memset(out, 0, 128);
+        PutText(out, 0, port);
+        return ERROR_SUCCESS;
+    }
     *needed = PORT_DATA_BYTES;
     if (outBytes < PORT_DATA_BYTES) {
         return ERROR_INSUFFICIENT_BUFFER;
@@ -71,6 +79,9 @@ static DWORD WINAPI MonXcvDataPort(HANDLE handle, LPCWSTR command, PBYTE in, DWO
     memset(out, 0, PORT_DATA_BYTES);
     DWORD number = 9100;
     if (wcscmp(port, L"ORV_REMOTE_HOST") == 0) {
+        PutText(out, OFFSET_HOST, L"localhost");
+    } else if (wcscmp(port, L"ORV_REMOTE_NONAME") == 0) {
+        PutText(out, OFFSET_IP, L"10.0.0.1");
         PutText(out, OFFSET_HOST, L"localhost");
     } else {
         PutText(out, OFFSET_IP, L"127.0.0.1");
