@@ -94,6 +94,7 @@ CLogModule::CLogModule(const char* moduleName, const char* buildDate, const char
         m_lastLineCount = CPerformanceCounter::Now();
         m_regValues.Attach(library + L"[" + std::to_wstring(processId) + L"]RegValues",
                            m_processName);
+        m_extMonitor.Attach(library + L"[" + std::to_wstring(processId) + L"]ExtMonitor");
         m_initialized = true;
     } catch (const std::exception&) {
         // Left uninitialised: the module stays silent.
@@ -106,6 +107,7 @@ CLogModule::~CLogModule()
     delete m_settings;
     m_settings = nullptr;
     m_regValues.Detach();
+    m_extMonitor.Detach();
     m_initialized = false;
     g_pKernelApi->LeaveCriticalSection(&m_lock);
     g_pKernelApi->DeleteCriticalSection(&m_lock);
@@ -265,6 +267,9 @@ void CLogModule::ReadSettings(CSharedRegValues& values)
     if (g_pRegistryApi->RegOpenKeyExW(HKEY_CURRENT_USER, processPath.c_str(), 0, KEY_READ,
                                       &processKey) == ERROR_SUCCESS) {
         reader.ReadLevel(processKey, *m_settings, m_settings->m_logFile);
+        if (m_extMonitor.View() != nullptr) {
+            m_extMonitor.View()->ReadExtMonitorSettings(processKey, m_processName);
+        }
         if (moduleStatus == ERROR_SUCCESS) {
             reader.ReadLevel(moduleKey, *m_settings, m_settings->m_logFile);
             reader.ScanSourceFiles(moduleKey, processPath, *m_settings);
@@ -355,13 +360,28 @@ void CLogModule::WriteScopeLine(CLogSettings& settings, CLogFunction& scope, uns
     }
     WriteLine(settings, scope.m_line, word & settings.m_categories, word, scope.m_text);
     scope.m_text.clear();
-    if ((word & kCategoryEntry) && (settings.m_options & kOptionIndent)) {
-        ShiftIndentation(settings, true);
+    if (word & kCategoryEntry) {
+        NotifyExtMonitor(kExtMonitorClassChanged, scope.m_className);
+        NotifyExtMonitor(kExtMonitorFunctionEntered, scope.m_displayName);
+        if (settings.m_options & kOptionIndent) {
+            ShiftIndentation(settings, true);
+        }
     }
-    if (exitLine && scope.m_errorCode != 0) {
-        // No filter of its own: written whenever the exit line is.
-        WriteLine(settings, 0, kCategoryErrorText & settings.m_categories, kCategoryErrorText,
-                  FormatErrorText(scope.m_errorCode));
+    if (exitLine) {
+        if (scope.m_errorCode != 0) {
+            // No filter of its own: written whenever the exit line is.
+            WriteLine(settings, 0, kCategoryErrorText & settings.m_categories, kCategoryErrorText,
+                      FormatErrorText(scope.m_errorCode));
+        }
+        NotifyExtMonitor(kExtMonitorFunctionExited, scope.m_displayName);
+    }
+}
+
+void CLogModule::NotifyExtMonitor(int kind, const std::wstring& text)
+{
+    CExtMonitorSettings* monitor = m_extMonitor.View();
+    if (monitor != nullptr && monitor->Attached()) {
+        monitor->Notify(kind, text.c_str());
     }
 }
 

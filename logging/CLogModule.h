@@ -6,6 +6,7 @@
 #include <deque>
 #include <string>
 
+#include "logging/CExtMonitorSettings.h"
 #include "logging/CLogFilterShortcut.h"
 #include "logging/CSharedBlockT.h"
 #include "logging/CSharedRegValues.h"
@@ -74,6 +75,8 @@ private:
                                     const wchar_t* format, va_list args);
     void WriteScopeLine(CLogSettings& settings, CLogFunction& scope, unsigned long word,
                         const wchar_t* text, bool complete);
+    // Tells the process's external monitor, if there is one.
+    void NotifyExtMonitor(int kind, const std::wstring& text);
     // Two blanks more (`deeper`) or fewer for the lines of the settings' file.
     void ShiftIndentation(const CLogSettings& settings, bool deeper);
     void PrepareLogFile(CLogSettings& settings);
@@ -95,6 +98,7 @@ private:
     CSharedBlockT<CSharedRegValues> m_regValues;
     CRITICAL_SECTION m_lock;
     wchar_t m_scratch[MAX_PATH] = {};
+    CSharedBlockT<CExtMonitorSettings> m_extMonitor;
     std::deque<std::wstring> m_queuedLines;
     bool m_initialized = false;
     CLogFilterShortcut m_shortcut;

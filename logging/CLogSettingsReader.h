@@ -29,9 +29,12 @@ public:
     void ScanSourceFiles(HKEY moduleKey, const std::wstring& processKeyPath,
                          const CLogSettings& moduleSettings);
 
-private:
+    // A REG_DWORD or REG_SZ value; false, with `value` untouched, when it
+    // is missing or of another type.
     static bool ReadDword(HKEY key, const wchar_t* name, unsigned long& value);
     static bool ReadString(HKEY key, const wchar_t* name, std::wstring& value);
+
+private:
 
     CSharedRegValues& m_values;
 };

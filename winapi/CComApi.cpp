@@ -39,6 +39,21 @@ void CComApi::CoTaskMemFree(LPVOID pv)
     ::CoTaskMemFree(pv);
 }
 
+HRESULT CComApi::CLSIDFromString(LPCOLESTR lpsz, LPCLSID pclsid)
+{
+    return ::CLSIDFromString(lpsz, pclsid);
+}
+
+BSTR CComApi::SysAllocString(const OLECHAR* psz)
+{
+    return ::SysAllocString(psz);
+}
+
+void CComApi::SysFreeString(BSTR bstrString)
+{
+    ::SysFreeString(bstrString);
+}
+
 }  // namespace QVWinApi
 
 namespace {

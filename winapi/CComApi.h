@@ -18,6 +18,9 @@ public:
     HRESULT PropVariantClear(PROPVARIANT* pvar) override;
     int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax) override;
     void CoTaskMemFree(LPVOID pv) override;
+    HRESULT CLSIDFromString(LPCOLESTR lpsz, LPCLSID pclsid) override;
+    BSTR SysAllocString(const OLECHAR* psz) override;
+    void SysFreeString(BSTR bstrString) override;
 };
 
 }  // namespace QVWinApi

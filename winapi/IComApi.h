@@ -2,6 +2,7 @@
 
 #include <windows.h>
 #include <objbase.h>
+#include <oleauto.h>
 #include <propidl.h>
 
 namespace QVWinApi {
@@ -20,6 +21,9 @@ public:
     virtual HRESULT PropVariantClear(PROPVARIANT* pvar) = 0;
     virtual int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax) = 0;
     virtual void CoTaskMemFree(LPVOID pv) = 0;
+    virtual HRESULT CLSIDFromString(LPCOLESTR lpsz, LPCLSID pclsid) = 0;
+    virtual BSTR SysAllocString(const OLECHAR* psz) = 0;
+    virtual void SysFreeString(BSTR bstrString) = 0;
     virtual ~IComApi() = default;
 };
 

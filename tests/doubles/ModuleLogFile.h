@@ -101,6 +101,9 @@ public:
         return text;
     }
 
+    // Makes the modules read the settings again, as after a change to them.
+    void Reread() { Poll(); }
+
 private:
     // "[digits] " at the start.
     static bool HasProcessField(const std::wstring& line)

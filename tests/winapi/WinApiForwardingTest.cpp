@@ -286,5 +286,13 @@ TEST(WinApiTest, ComApiReachesTheComponentModel)
     EXPECT_EQ(g_pComApi->PropVariantClear(&value), S_OK);
     EXPECT_EQ(value.vt, VT_EMPTY);
     g_pComApi->CoTaskMemFree(::CoTaskMemAlloc(16));
+    CLSID parsed = {};
+    EXPECT_EQ(g_pComApi->CLSIDFromString(L"{0BAD0BAD-1234-5678-0102-030405060708}", &parsed), S_OK);
+    EXPECT_TRUE(::IsEqualGUID(parsed, absent));
+    EXPECT_NE(g_pComApi->CLSIDFromString(L"{not a class}", &parsed), S_OK);
+    BSTR bstr = g_pComApi->SysAllocString(L"Detach");
+    ASSERT_NE(bstr, nullptr);
+    EXPECT_EQ(::SysStringLen(bstr), 6u);
+    g_pComApi->SysFreeString(bstr);
     g_pComApi->CoUninitialize();
 }

@@ -352,5 +352,8 @@ TEST(WinApiSlotTest, IComApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IComApi::PropVariantClear),
         SlotOf(&IComApi::StringFromGUID2),
         SlotOf(&IComApi::CoTaskMemFree),
-    }, 8);
+        SlotOf(&IComApi::CLSIDFromString),
+        SlotOf(&IComApi::SysAllocString),
+        SlotOf(&IComApi::SysFreeString),
+    }, 11);
 }
