@@ -4,8 +4,11 @@
 
 namespace QVDiscovery {
 
+// gSOAP 2.8 no longer takes a SOAP 1.1 envelope for the SOAP 1.2 one of its
+// own accord: the input pattern of the envelope's row admits both, and
+// gSOAP then reads (and would answer) in SOAP 1.1.
 struct Namespace g_WSDNamespaces[] = {
-    {"SOAP-ENV", "http://www.w3.org/2003/05/soap-envelope", "http://www.w3.org/*/soap-envelope", nullptr},
+    {"SOAP-ENV", "http://www.w3.org/2003/05/soap-envelope", "http://*soap*envelope*", nullptr},
     {"SOAP-ENC", "http://www.w3.org/2003/05/soap-encoding", "http://www.w3.org/*/soap-encoding", nullptr},
     {"xsi", "http://www.w3.org/2001/XMLSchema-instance", "http://www.w3.org/*/XMLSchema-instance", nullptr},
     {"xsd", "http://www.w3.org/2001/XMLSchema", "http://www.w3.org/*/XMLSchema", nullptr},
