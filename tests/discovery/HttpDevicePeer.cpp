@@ -3,13 +3,14 @@
 #include <ws2tcpip.h>
 
 #include <cstdlib>
+#include <regex>
 
 #include "peers/LoopbackPeer.h"
 
 namespace wsdtest {
 
-HttpDevicePeer::HttpDevicePeer(const char* address, std::string reply, bool keepOpen)
-    : m_reply(std::move(reply)), m_keepOpen(keepOpen), m_hServed(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+HttpDevicePeer::HttpDevicePeer(const char* address, Responder respond, bool keepOpen)
+    : m_respond(std::move(respond)), m_keepOpen(keepOpen), m_hServed(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_hStop(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     peers::EnsureWinsock();
@@ -88,7 +89,8 @@ void HttpDevicePeer::Serve()
         }
     }
     m_request = request;
-    send(s, m_reply.data(), static_cast<int>(m_reply.size()), 0);
+    const std::string reply = m_respond(request);
+    send(s, reply.data(), static_cast<int>(reply.size()), 0);
     SetEvent(m_hServed);
     if (m_keepOpen) {
         WaitForSingleObject(m_hStop, INFINITE);
@@ -101,6 +103,17 @@ std::string HttpReply(const std::string& body, long contentLength)
     return "HTTP/1.1 200 OK\r\nContent-Type: application/soap+xml; charset=utf-8\r\nContent-Length: "
         + std::to_string(contentLength < 0 ? static_cast<long>(body.size()) : contentLength)
         + "\r\nConnection: close\r\n\r\n" + body;
+}
+
+}  // namespace wsdtest
+
+namespace wsdtest {
+
+std::string MessageIdOf(const std::string& request)
+{
+    std::smatch match;
+    static const std::regex id("<wsa:MessageID[^>]*>([^<]*)</wsa:MessageID>");
+    return std::regex_search(request, match, id) ? match[1].str() : std::string();
 }
 
 }  // namespace wsdtest

@@ -3,6 +3,7 @@
 #include <winsock2.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -10,11 +11,12 @@ namespace wsdtest {
 
 // A device's web server for one directed Probe, on port 80 of a loopback
 // address of the test's: takes one connection, reads the request whole by
-// its Content-Length, answers with `reply`, then closes, or with
-// `keepOpen` holds the connection until the peer goes.
+// its Content-Length, answers with what `respond` makes of the request,
+// then closes, or with `keepOpen` holds the connection until the peer goes.
 class HttpDevicePeer {
 public:
-    HttpDevicePeer(const char* address, std::string reply, bool keepOpen = false);
+    using Responder = std::function<std::string(const std::string& request)>;
+    HttpDevicePeer(const char* address, Responder respond, bool keepOpen = false);
     ~HttpDevicePeer();
     HttpDevicePeer(const HttpDevicePeer&) = delete;
     HttpDevicePeer& operator=(const HttpDevicePeer&) = delete;
@@ -27,7 +29,7 @@ private:
     void Serve();
 
     SOCKET m_listener = INVALID_SOCKET;
-    std::string m_reply;
+    Responder m_respond;
     bool m_keepOpen;
     std::string m_request;
     HANDLE m_hServed;
@@ -39,5 +41,7 @@ private:
 // An HTTP reply carrying `body`, with the length given or, by default, the
 // body's own.
 std::string HttpReply(const std::string& body, long contentLength = -1);
+// The wsa:MessageID of a request.
+std::string MessageIdOf(const std::string& request);
 
 }  // namespace wsdtest

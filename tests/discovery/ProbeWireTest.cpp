@@ -76,7 +76,7 @@ TEST_F(ProbeWire, EachRequestHasANewLowerCaseUuidIdentifier)
 
 TEST_F(ProbeWire, DirectedProbeIsAnHttpPostWithAnEmptyProbe)
 {
-    wsdtest::HttpDevicePeer web("127.0.18.3", "");
+    wsdtest::HttpDevicePeer web("127.0.18.3", [](const std::string&) { return std::string(); });
     ASSERT_TRUE(web.Listening());
     CWSDSession session;
     ASSERT_TRUE(session.SendProbe("", "127.0.18.3", "zqd:zqDevice", 0));
