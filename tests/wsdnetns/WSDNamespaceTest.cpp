@@ -33,6 +33,7 @@ struct Namespace : ::testing::Test {
         ASSERT_FALSE(local4.empty()) << "run by wsd-netns.sh, which sets ORVANE_NETNS_LOCAL4";
         ASSERT_FALSE(local6.empty());
         ASSERT_FALSE(wsddUuid.empty());
+        ASSERT_FALSE(publisherUuid.empty());
     }
     ~Namespace() override
     {
@@ -108,6 +109,41 @@ TEST_F(Namespace, ResolveOnTheIPv4GroupIsAnsweredByWsdd)
     EXPECT_EQ(0, std::string(matches.wsd__ResolveMatch->wsd__XAddrs).rfind("http://10.77.0.2:5357/", 0))
         << matches.wsd__ResolveMatch->wsd__XAddrs;
     session.ReceiveEnd();
+}
+
+// Wine's publisher answers a Probe for the family by announcing itself: its
+// Hello carries the vendor extension and is accepted, and its repeats,
+// which keep the identifier, are dropped. (Its ProbeMatch does not reach
+// the wire under Wine 8, though MatchProbeEx succeeds.)
+TEST_F(Namespace, WinesPublisherHelloIsAcceptedAndItsRepeatsAreDropped)
+{
+    CWSDSession listener;
+    ASSERT_TRUE(listener.Bind(local4.c_str()));
+    ASSERT_TRUE(listener.AddMembership(local4.c_str(), "239.255.255.250"));
+    HANDLE announcements = listener.GetReadEvent();
+    ASSERT_NE(nullptr, announcements);
+
+    CWSDSession session;
+    ASSERT_TRUE(session.SendProbe(local4.c_str(), "239.255.255.250", nullptr, SO_BROADCAST));
+    int accepted = 0;
+    int wakes = 0;
+    const DWORD deadline = GetTickCount() + 5000;
+    while (GetTickCount() < deadline && WaitAndReset(announcements, deadline - GetTickCount())) {
+        ++wakes;
+        struct wsd__HelloZQType hello = {};
+        if (listener.ReceiveBegin() && listener.ReceiveHello(&hello)) {
+            ++accepted;
+            EXPECT_EQ(publisherUuid, hello.zqd__VendorExtension->dd__UUID);
+            EXPECT_STREQ("wine-publisher", hello.zqd__VendorExtension->dd__Hostname);
+            EXPECT_STREQ("http://10.77.0.2:80/wsd", hello.wsd__XAddrs);
+        }
+        listener.ReceiveEnd();
+        if (accepted == 1 && DuplicateLines() >= 1) {
+            break;
+        }
+    }
+    EXPECT_EQ(1, accepted) << wakes << " wake-ups";
+    EXPECT_LE(1u, DuplicateLines()) << "Wine's repeated Hello was not dropped";
 }
 
 }  // namespace

@@ -3,10 +3,11 @@
 # library's side runs under a private Wine prefix whose server starts in
 # namespace A; Debian's wsdd (and Wine's own publisher) answer from
 # namespace B. No multicast leaves the namespaces made here; both go on exit.
-# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE PREFIX-FOLDER
+# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER [GTEST-ARGS...]
 set -euo pipefail
 exe=$(realpath "$1")
-prefixes=$(realpath -m "$2")
+publisher=$(realpath "$2")
+prefixes=$(realpath -m "$3")
 mkdir -p "$prefixes"
 fail() { echo "wsd-netns: $*" >&2; exit 1; }
 
@@ -53,14 +54,29 @@ wsdd_uuid=7b4f2c1e-5a6d-4e8f-9a0b-1c2d3e4f5a6b
 ip netns exec "$b" timeout 120 wsdd -i "$vb" -U "$wsdd_uuid" -n orvane-peer -s >"$prefixes/wsdd.log" 2>&1 &
 pids+=($!)
 
-# A private prefix for A: no server of it may run outside the namespace.
+# A private prefix for each side: no server of it may run outside its
+# namespace, so any left over is stopped and the first start is in there.
 export WINEARCH=win64 WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
-WINEPREFIX=$prefixes/a timeout 20 wineserver -k 2>/dev/null || true
-if [ ! -f "$prefixes/a/system.reg" ]; then
-  ip netns exec "$a" env WINEPREFIX="$prefixes/a" timeout 300 wineboot -i >/dev/null 2>&1 || true
-  WINEPREFIX=$prefixes/a timeout 60 wineserver -w || true
-fi
-[ -f "$prefixes/a/system.reg" ] || fail "cannot make the Wine prefix $prefixes/a"
+for side in "$a:a" "$b:b"; do
+  IFS=: read -r ns name <<<"$side"
+  WINEPREFIX=$prefixes/$name timeout 20 wineserver -k 2>/dev/null || true
+  if [ ! -f "$prefixes/$name/system.reg" ]; then
+    ip netns exec "$ns" env WINEPREFIX="$prefixes/$name" timeout 300 wineboot -i >/dev/null 2>&1 || true
+    WINEPREFIX=$prefixes/$name timeout 60 wineserver -w || true
+  fi
+  [ -f "$prefixes/$name/system.reg" ] || fail "cannot make the Wine prefix $prefixes/$name"
+done
+
+# Wine's publisher in B, announcing a family device.
+publisher_uuid=2c9e4d7a-8b1f-4c3e-a5d6-0f1e2d3c4b5a
+ip netns exec "$b" env WINEPREFIX="$prefixes/b" \
+  timeout 120 wine "$publisher" http://schemas.zq.com "$publisher_uuid" 100 >"$prefixes/publisher.log" 2>&1 &
+pids+=($!)
+for _ in $(seq 300); do
+  grep -q '^ready' "$prefixes/publisher.log" 2>/dev/null && break
+  sleep 0.1
+done
+grep -q '^ready' "$prefixes/publisher.log" || fail "Wine's publisher did not start: $(cat "$prefixes/publisher.log")"
 
 # wsdd is up once it listens on the discovery port.
 for _ in $(seq 50); do
@@ -71,4 +87,5 @@ ip netns exec "$b" ss -uln | grep -q ':3702 ' || fail "wsdd did not start: $(cat
 
 ip netns exec "$a" env WINEPREFIX="$prefixes/a" \
   ORVANE_NETNS_LOCAL4=10.77.0.1 ORVANE_NETNS_LOCAL6="fd77::1%$index" ORVANE_NETNS_WSDD_UUID="$wsdd_uuid" \
-  timeout 120 wine "$exe" --gtest_brief=0
+  ORVANE_NETNS_PUBLISHER_UUID="$publisher_uuid" \
+  timeout 120 wine "$exe" --gtest_brief=0 "${@:4}"
