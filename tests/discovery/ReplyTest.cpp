@@ -217,4 +217,47 @@ TEST_F(Reply, DirectedProbeReadsTheHttpReplyOnTheSameConnection)
     session.ReceiveEnd();
 }
 
+// The session reads the connection of a directed Probe as it reads
+// datagrams (its input mode stays UDP): the reply's XML decides where the
+// message ends, and a wrong Content-Length, too long or too short, is not
+// looked at.
+TEST_F(Reply, DirectedReplyWithAWrongContentLengthIsReadAsItsXmlStands)
+{
+    const std::string match = "<d:ProbeMatch>" + Children("urn:uuid:dev-1", Extension(kUuid)) + "</d:ProbeMatch>";
+    for (const long skew : {500L, -200L}) {
+        CWSDSession directed;
+        HttpDevicePeer web("127.0.18.22", [&](const std::string& request) {
+            const std::string body = ProbeMatches("uuid:r-13", MessageIdOf(request), match);
+            return HttpReply(body, static_cast<long>(body.size()) + skew);
+        });
+        ASSERT_TRUE(web.Listening());
+        ASSERT_TRUE(directed.SendProbe("", "127.0.18.22", nullptr, 0));
+        ASSERT_TRUE(WaitAndReset(directed.GetReadEvent()));
+        web.Request();
+        EXPECT_TRUE(directed.ReceiveBegin());
+        EXPECT_TRUE(directed.ReceiveProbeMatches(&probeMatches)) << skew;
+        directed.ReceiveEnd();
+    }
+}
+
+// The device closes in the middle of its reply: the reader meets the end of
+// the stream and the reply is dropped.
+TEST_F(Reply, DirectedReplyCutShortByTheDeviceIsDropped)
+{
+    const std::string match = "<d:ProbeMatch>" + Children("urn:uuid:dev-1", Extension(kUuid)) + "</d:ProbeMatch>";
+    HttpDevicePeer web("127.0.18.23", [&](const std::string& request) {
+        const std::string body = ProbeMatches("uuid:r-14", MessageIdOf(request), match);
+        return HttpReply(body).substr(0, HttpReply(body).size() - 300);
+    });
+    ASSERT_TRUE(web.Listening());
+    ASSERT_TRUE(session.SendProbe("", "127.0.18.23", nullptr, 0));
+    readEvent = session.GetReadEvent();
+    ASSERT_TRUE(WaitAndReset(readEvent));
+    web.Request();
+    EXPECT_TRUE(session.ReceiveBegin());
+    EXPECT_FALSE(session.ReceiveProbeMatches(&probeMatches));
+    session.ReceiveEnd();
+    EXPECT_EQ(1u, log.Count(L"(##) soap_in_wsd__ProbeMatchesZQType() failed, err=-1"));
+}
+
 }  // namespace
