@@ -51,6 +51,7 @@ bool CWSDSession::ReceiveBegin()
 
 void CWSDSession::ReceiveEnd()
 {
+    QV_LOG_FUNCTION(g_pDiscoveryLibLog, L"QVDiscovery::CWSDSession::ReceiveEnd");
     m_soap.header = nullptr;
     soap_end(&m_soap);
 }

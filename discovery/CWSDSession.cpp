@@ -21,6 +21,7 @@ constexpr int kIPv6AddressLength = 28;
 
 CWSDSession::CWSDSession() : m_cache(kCacheCapacity)
 {
+    QV_LOG_FUNCTION(g_pDiscoveryLibLog, L"QVDiscovery::CWSDSession::CWSDSession");
     soap_init(&m_soap);
     soap_set_namespaces(&m_soap, g_WSDNamespaces);
     m_soap.mode = m_soap.imode = m_soap.omode = SOAP_IO_UDP;
@@ -31,6 +32,7 @@ CWSDSession::CWSDSession() : m_cache(kCacheCapacity)
 
 CWSDSession::~CWSDSession()
 {
+    QV_LOG_FUNCTION(g_pDiscoveryLibLog, L"QVDiscovery::CWSDSession::~CWSDSession");
     if (m_hReadEvent != nullptr) {
         g_pWinSockApi->WSACloseEvent(m_hReadEvent);
     }

@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 #include "discovery/CWSDSession.h"
 
 #include <psapi.h>
 
+#include "discovery/CorpusFile.h"
 #include "discovery/DatagramPeer.h"
 #include "doubles/ModuleLogFile.h"
 #include "logging/LogModules.h"
@@ -21,12 +20,6 @@ using namespace wsdtest;
 namespace {
 
 constexpr const char* kListener = "127.0.18.30";
-
-std::string CorpusFile(const char* name)
-{
-    std::ifstream file(std::string(ORVANE_WSD_CORPUS) + "/" + name, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
 
 struct Corpus : ::testing::Test {
     void SetUp() override

@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "discovery/CWSDSession.h"
+#include "discovery/CorpusFile.h"
 #include "discovery/DatagramPeer.h"
 #include "discovery/HttpDevicePeer.h"
 #include "discovery/WSDMessages.h"
@@ -223,19 +224,17 @@ TEST_F(Reply, DirectedProbeReadsTheHttpReplyOnTheSameConnection)
 // looked at.
 TEST_F(Reply, DirectedReplyWithAWrongContentLengthIsReadAsItsXmlStands)
 {
-    const std::string match = "<d:ProbeMatch>" + Children("urn:uuid:dev-1", Extension(kUuid)) + "</d:ProbeMatch>";
-    for (const long skew : {500L, -200L}) {
+    for (const char* file : {"http-reply-too-long.http", "http-reply-too-short.http"}) {
         CWSDSession directed;
         HttpDevicePeer web("127.0.18.22", [&](const std::string& request) {
-            const std::string body = ProbeMatches("uuid:r-13", MessageIdOf(request), match);
-            return HttpReply(body, static_cast<long>(body.size()) + skew);
+            return CorpusReply(file, MessageIdOf(request));
         });
         ASSERT_TRUE(web.Listening());
         ASSERT_TRUE(directed.SendProbe("", "127.0.18.22", nullptr, 0));
         ASSERT_TRUE(WaitAndReset(directed.GetReadEvent()));
         web.Request();
         EXPECT_TRUE(directed.ReceiveBegin());
-        EXPECT_TRUE(directed.ReceiveProbeMatches(&probeMatches)) << skew;
+        EXPECT_TRUE(directed.ReceiveProbeMatches(&probeMatches)) << file;
         directed.ReceiveEnd();
     }
 }
@@ -244,10 +243,8 @@ TEST_F(Reply, DirectedReplyWithAWrongContentLengthIsReadAsItsXmlStands)
 // the stream and the reply is dropped.
 TEST_F(Reply, DirectedReplyCutShortByTheDeviceIsDropped)
 {
-    const std::string match = "<d:ProbeMatch>" + Children("urn:uuid:dev-1", Extension(kUuid)) + "</d:ProbeMatch>";
     HttpDevicePeer web("127.0.18.23", [&](const std::string& request) {
-        const std::string body = ProbeMatches("uuid:r-14", MessageIdOf(request), match);
-        return HttpReply(body).substr(0, HttpReply(body).size() - 300);
+        return CorpusReply("http-reply-cut-short.http", MessageIdOf(request));
     });
     ASSERT_TRUE(web.Listening());
     ASSERT_TRUE(session.SendProbe("", "127.0.18.23", nullptr, 0));
