@@ -28,11 +28,13 @@ class ModuleLogFile {
 public:
     ModuleLogFile(QVLogging::CLogModule* module, const wchar_t* name) : ModuleLogFile({module}, name) {}
     // Several modules, all to the one file, each made to read the settings.
-    ModuleLogFile(std::initializer_list<QVLogging::CLogModule*> modules, const wchar_t* name)
+    // `categories` replaces the default LogCategories (debug lines, for one).
+    ModuleLogFile(std::initializer_list<QVLogging::CLogModule*> modules, const wchar_t* name,
+                  unsigned long categories = 0x30000C90)
         : m_modules(modules), m_folder(std::wstring(L"orvane-log-") + name), m_file(m_folder / L"module.log")
     {
         m_registry.SetString(L"", L"LogFileName", m_file);
-        m_registry.SetDword(L"", L"LogCategories", 0x30000C90);
+        m_registry.SetDword(L"", L"LogCategories", categories);
         m_registry.SetDword(L"", L"LogInfoDetailLevel", 7);
         m_registry.SetDword(L"", L"LogOptions", QVLogging::kOptionProcess);
         Poll();
