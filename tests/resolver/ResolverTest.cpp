@@ -408,3 +408,16 @@ TEST_F(ResolverCore, ShareNameFindsItsQueueAndServerNameAConnection)
     EXPECT_EQ(byServer->Resolve(L"\\\\PrintHost", RESOLVE_TYPE_SERVER), E_FAIL) << "a remote queue";
     Logged({L"(I0) RESOLVE_TYPE_SERVER", L"(I0) Found a match - Type: RESOLVE_TYPE_SERVER"});
 }
+
+// The USB step looks the queue up again by its printer name: a queue gone
+// by then fails the step (the spooler lists it for the first search's two
+// calls only).
+TEST_F(ResolverCore, UsbQueueGoneAtTheSecondLookFailsTheUsbStep)
+{
+    ListedSpooler spooler({{nullptr, L"Orvane Vanishing USB", nullptr, L"USB077"}});
+    spooler.ListFor(2);
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> swap(g_pSpoolerApi, spooler);
+    auto resolver = ProbeResolver::Make();
+    EXPECT_EQ(resolver->Resolve(L"Orvane Vanishing USB", RESOLVE_TYPE_PRINTER), E_FAIL);
+    Logged({L"(I0) MatchPrinterInfo(match printername and portname) FAILED"});
+}
