@@ -238,8 +238,10 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
                 } else if (GetLastError() != ERROR_OPERATION_ABORTED) {
                     QV_LOG_ERROR(L"GetOverlappedResult returned (%d)", static_cast<int>(GetLastError()));
                 }
+                g_pKernelApi->ResetEvent(event);
             }
-            g_pKernelApi->ResetEvent(event);
+            // A transfer that completed leaves its event signalled, as one
+            // that finished at once does; the next start resets it.
         } else {
             QV_LOG_ERROR(texts.failed, static_cast<int>(GetLastError()));
             if (m_hFailEvent != INVALID_HANDLE_VALUE) {
@@ -273,7 +275,7 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
 // costs two more platform calls (make and close) than the transfer itself,
 // which under some platforms are server round trips, so the event is kept
 // per direction and reused: starting a transfer resets an event that an
-// earlier one left signalled, every pending wait ends with a reset, and an
+// earlier one left signalled, a cancelled wait ends with a reset, and an
 // event whose transfer could not be cancelled is never reused. Two
 // transfers of one direction at once (a caller that does not lock) find the
 // slot empty, and the second makes a fresh event, as every call once did.

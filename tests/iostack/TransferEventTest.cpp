@@ -232,6 +232,31 @@ TEST_F(TransferEvents, ATimeOutIsFollowedByAReadThatFindsData)
     EXPECT_EQ(timedOut, connection.LastEvent(Direction::Read));
 }
 
+TEST_F(TransferEvents, AnEventLeftSignalledByAFinishedReadDoesNotEndTheNextWait)
+{
+    SilentDevice device;
+    OpenOn(device);
+    connection.SetReadTimeout(10000);
+    char buffer[16];
+    unsigned long count = 0;
+    // Data already waiting: the read finishes at once and leaves its event
+    // signalled.
+    ASSERT_TRUE(device.Send("now"));
+    for (int i = 0; i < 100 && count == 0; ++i) {
+        ASSERT_EQ(0u, connection.Read(buffer, sizeof(buffer), &count, nullptr));
+    }
+    EXPECT_EQ("now", std::string(buffer, count));
+    const HANDLE first = connection.LastEvent(Direction::Read);
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(first, 0));
+
+    // The next read on that event must wait for its own data: a signal
+    // left over would end the wait before any byte came.
+    connection.SetReadTimeout(100);
+    EXPECT_EQ(IOError_Timeout, connection.Read(buffer, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ(0u, count);
+    EXPECT_EQ(first, connection.LastEvent(Direction::Read));
+}
+
 TEST_F(TransferEvents, WritesReuseTheirEventFromCallToCall)
 {
     std::string received;
