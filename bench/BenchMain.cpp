@@ -73,6 +73,10 @@ bool Parse(int argc, char** argv, Options& options)
     return options.sinkPort != 0 && options.runs >= 1;
 }
 
+// The receive buffer a network connection gives its socket when it opens:
+// the fair baseline of a stream read reads through one of the same size.
+constexpr int kStreamReceiveBuffer = 17520;
+
 // A path in the Wine prefix's temporary folder.
 std::wstring TempPath(const wchar_t* name)
 {
@@ -99,9 +103,13 @@ public:
             && Group(small, Make<StreamCase>(500, "stream.write.512.ours", Direction::Write, sink, 512UL),
                      Make<RawSocketCase>(500, "stream.write.512.raw", Direction::Write, sink, 512UL))
             && Group(large, Make<StreamCase>(100, "stream.read.65536.ours", Direction::Read, source, 65536UL),
-                     Make<RawSocketCase>(100, "stream.read.65536.raw", Direction::Read, source, 65536UL))
+                     Make<RawSocketCase>(100, "stream.read.65536.fair", Direction::Read, source, 65536UL,
+                                         kStreamReceiveBuffer),
+                     Make<RawSocketCase>(100, "stream.read.65536.raw", Direction::Read, source, 65536UL, 0))
             && Group(small, Make<StreamCase>(500, "stream.read.512.ours", Direction::Read, source, 512UL),
-                     Make<RawSocketCase>(500, "stream.read.512.raw", Direction::Read, source, 512UL));
+                     Make<RawSocketCase>(500, "stream.read.512.fair", Direction::Read, source, 512UL,
+                                         kStreamReceiveBuffer),
+                     Make<RawSocketCase>(500, "stream.read.512.raw", Direction::Read, source, 512UL, 0));
     }
 
     bool Http()

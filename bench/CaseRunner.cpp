@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "AllocationCounter.h"
 #include "RoundTripMarker.h"
 #include "Samples.h"
 
@@ -102,16 +103,20 @@ bool CaseRunner::CountedRun(BenchCase& benchCase, unsigned long ops)
         return false;
     }
     bool ok = true;
+    unsigned long long allocations = 0;
     {
         RoundTripMarker marker(benchCase.Id());
+        const unsigned long long before = AllocationCount();
         for (unsigned long i = 0; i < ops / benchCase.OpsPerStep() && ok; ++i) {
             ok = benchCase.Step() != 0;
         }
+        allocations = AllocationCount() - before;
         marker.End();
     }
     benchCase.End();
     if (ok) {
         std::printf("ops %s %lu\n", benchCase.Id().c_str(), ops);
+        std::printf("allocs %s %llu\n", benchCase.Id().c_str(), allocations);
         std::fflush(stdout);
     }
     return ok;

@@ -26,7 +26,8 @@ struct GroupEntry {
 // change in the machine's load falls on all of them alike; each case's
 // runs are printed as median, min and max. In counting mode each case
 // runs a fixed number of operations between two named markers instead,
-// for the wineserver trace that counts round trips.
+// for the wineserver trace that counts round trips, and the allocations
+// made in between are counted too.
 class CaseRunner {
 public:
     CaseRunner(int runs, bool counting) : m_runs(runs), m_counting(counting) {}

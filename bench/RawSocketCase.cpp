@@ -16,6 +16,11 @@ bool RawSocketCase::Begin()
     if (m_socket == INVALID_SOCKET || m_event == WSA_INVALID_EVENT) {
         return false;
     }
+    if (m_receiveBuffer != 0
+        && setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&m_receiveBuffer),
+                      sizeof(m_receiveBuffer)) != 0) {
+        return false;
+    }
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<u_short>(Port()));

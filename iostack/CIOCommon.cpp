@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <string>
 
 #include "devicemanager/DeviceManagerTypes.h"
 #include "logging/LogTrace.h"
@@ -61,6 +60,7 @@ CIOCommon::CIOCommon(unsigned long openTimeout, unsigned long readTimeout, unsig
 
 CIOCommon::~CIOCommon()
 {
+    CloseTransferEvents();
     if (m_hFailEvent != INVALID_HANDLE_VALUE) {
         g_pKernelApi->CloseHandle(m_hFailEvent);
     }
@@ -177,7 +177,7 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
         return IOError_Aborted;
     }
 
-    HANDLE event = g_pKernelApi->CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    HANDLE event = TakeTransferEvent(direction);
     if (event == nullptr) {
         QV_LOG_ERROR(L"CreateEvent failed with err = %d", static_cast<int>(GetLastError()));
         return IOError_Fail;
@@ -189,6 +189,7 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
     const unsigned long waitInterval = reading ? m_readWaitInterval : m_writeWaitInterval;
     auto timeIsUp = [&timer] { return !timer.IsInfinite() && timer.IsExpired(); };
     unsigned long status = 0;
+    bool cancelFailed = false;
 
     do {
         DWORD done = 0;
@@ -224,6 +225,7 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
             if (!complete) {
                 if (!CancelIo(m_hIO)) {
                     QV_LOG_ERROR(L"CancelIO failed with error (%d)", static_cast<int>(GetLastError()));
+                    cancelFailed = true;
                 } else if (GetTransferResult(&overlapped, &done, TRUE)) {
                     // The cancelled transfer settles at once; waiting for it
                     // keeps the buffer and OVERLAPPED ours when this returns.
@@ -236,8 +238,10 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
                 } else if (GetLastError() != ERROR_OPERATION_ABORTED) {
                     QV_LOG_ERROR(L"GetOverlappedResult returned (%d)", static_cast<int>(GetLastError()));
                 }
+                g_pKernelApi->ResetEvent(event);
             }
-            g_pKernelApi->ResetEvent(event);
+            // A transfer that completed leaves its event signalled, as one
+            // that finished at once does; the next start resets it.
         } else {
             QV_LOG_ERROR(texts.failed, static_cast<int>(GetLastError()));
             if (m_hFailEvent != INVALID_HANDLE_VALUE) {
@@ -255,11 +259,50 @@ unsigned long CIOCommon::Transfer(CLogFunction& logScope, Direction direction, v
     } else if (status == 0 && *count == 0) {
         status = IOError_Timeout;
     }
-    g_pKernelApi->CloseHandle(event);
+    if (cancelFailed) {
+        // The transfer may still finish and set the event later: it must
+        // not serve another.
+        g_pKernelApi->CloseHandle(event);
+    } else {
+        GiveBackTransferEvent(direction, event);
+    }
     // The bytes moved, visible in a detailed log.
-    const std::string data(static_cast<const char*>(buffer), *count);
-    QV_LOG_LINE(kCategoryInfo | 7, L"\r\n%S", data.c_str());
+    QV_LOG_BYTES(kCategoryInfo | 7, L"\r\n%S", buffer, *count);
     return status;
+}
+
+// Each transfer needs an event to wait on in slices. A fresh one per call
+// costs two more platform calls (make and close) than the transfer itself,
+// which under some platforms are server round trips, so the event is kept
+// per direction and reused: starting a transfer resets an event that an
+// earlier one left signalled, a cancelled wait ends with a reset, and an
+// event whose transfer could not be cancelled is never reused. Two
+// transfers of one direction at once (a caller that does not lock) find the
+// slot empty, and the second makes a fresh event, as every call once did.
+HANDLE CIOCommon::TakeTransferEvent(Direction direction)
+{
+    HANDLE event = m_transferEvents[static_cast<int>(direction)].exchange(nullptr);
+    if (event == nullptr) {
+        event = g_pKernelApi->CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    }
+    return event;
+}
+
+void CIOCommon::GiveBackTransferEvent(Direction direction, HANDLE event)
+{
+    HANDLE empty = nullptr;
+    if (!m_transferEvents[static_cast<int>(direction)].compare_exchange_strong(empty, event)) {
+        g_pKernelApi->CloseHandle(event);
+    }
+}
+
+void CIOCommon::CloseTransferEvents()
+{
+    for (std::atomic<HANDLE>& slot : m_transferEvents) {
+        if (HANDLE event = slot.exchange(nullptr)) {
+            g_pKernelApi->CloseHandle(event);
+        }
+    }
 }
 
 BOOL CIOCommon::StartTransfer(Direction direction, void* buffer, DWORD size, DWORD* done,

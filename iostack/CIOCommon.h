@@ -3,6 +3,8 @@
 #include <winsock2.h>
 #include <windows.h>
 
+#include <atomic>
+
 #include "iostack/IDeviceConnection.h"
 #include "iostack/IOStatus.h"
 
@@ -54,6 +56,9 @@ protected:
     virtual BOOL StartTransfer(Direction direction, void* buffer, DWORD size, DWORD* done,
                                OVERLAPPED* overlapped);
     virtual BOOL GetTransferResult(OVERLAPPED* overlapped, DWORD* done, BOOL wait);
+    // Closes the events kept for the transfers; a transfer under way keeps
+    // its own and closes it when it ends.
+    void CloseTransferEvents();
 
     unsigned long m_openTimeout;
     unsigned long m_readTimeout;
@@ -68,8 +73,19 @@ protected:
     CRITICAL_SECTION m_openLock;
 
 private:
+    // The event of one transfer: the one kept for its direction, or a fresh
+    // one when another transfer of that direction holds it (null if none
+    // can be made). Given back when the transfer ends; closed instead when
+    // its cancellation failed, or when one is kept already.
+    HANDLE TakeTransferEvent(Direction direction);
+    void GiveBackTransferEvent(Direction direction, HANDLE event);
+
     unsigned long Transfer(QVLogging::CLogFunction& logScope, Direction direction, void* buffer,
                            unsigned long size, unsigned long* count, QVUtils::IProgress* progress);
+
+    // One kept event per direction, so that a read and a write at once each
+    // have one; null while none is kept.
+    std::atomic<HANDLE> m_transferEvents[2] = {nullptr, nullptr};
 };
 
 }  // namespace QVIOStack

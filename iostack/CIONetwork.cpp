@@ -445,6 +445,8 @@ unsigned long CIONetwork::Close()
             }
             m_hIO = INVALID_HANDLE_VALUE;
             ShutdownSocketServer();
+            // The transfer events go with the socket they served.
+            CloseTransferEvents();
         }
     }
     g_pKernelApi->LeaveCriticalSection(&m_openLock);

@@ -37,10 +37,10 @@ CLogFunction::CLogFunction(CLogModule* module, CLogSourceFile* sourceFile,
         return;
     }
     // The parameters follow the name on the entry line. Should the line be
-    // filtered out, the name stays in the text and leads the next line.
+    // filtered out, the name stays pending and leads the next line that is
+    // written; the name is copied into the text only then.
     CLastErrorRestore lastError;
-    m_text = GetDisplayName();
-    m_text += L", ";
+    m_entryNamePending = true;
     if (m_module != nullptr) {
         va_list args;
         va_start(args, format);
@@ -82,8 +82,21 @@ void CLogFunction::LogString(unsigned long category, unsigned long line, const w
     }
 }
 
+void CLogFunction::LogBytes(unsigned long category, unsigned long line, const wchar_t* format,
+                            const void* data, size_t size)
+{
+    CLastErrorRestore lastError;
+    m_line = line;
+    if (m_module != nullptr) {
+        m_module->LogBytes(this, category, format, static_cast<const char*>(data), size);
+    }
+}
+
 const wchar_t* CLogFunction::GetDisplayName()
 {
+    if (const wchar_t* plain = PlainDisplayName()) {
+        return plain;
+    }
     SplitNames();
     return m_displayName.empty() ? m_functionName : m_displayName.c_str();
 }
@@ -96,8 +109,9 @@ const std::wstring& CLogFunction::GetFunctionClassName()
 
 // "Namespace::Class<Args>::Function" gives the class "Class" and the display
 // name "Class::Function": template arguments drop out, and only the first
-// 255 characters of the name count. Every scope of a traced call splits its
-// name, so the work stays on the stack: only the two results are allocated.
+// 255 characters of the name count. The work stays on the stack: only the
+// two results are allocated, and a plain name's display name needs neither
+// (PlainDisplayName).
 void CLogFunction::SplitNames()
 {
     if (m_namesSplit || m_functionName == nullptr) {
@@ -138,6 +152,37 @@ void CLogFunction::SplitNames()
     }
     const size_t from = n >= 2 ? starts[0] : (n == 1 ? starts[1] : 0);
     m_displayName = from <= text.size() ? text.substr(from) : std::wstring_view();
+}
+
+// The same starts as SplitNames finds, on the name itself: with nothing to
+// drop, the display name is the name's tail and needs no copy.
+const wchar_t* CLogFunction::PlainDisplayName() const
+{
+    if (m_functionName == nullptr) {
+        return nullptr;
+    }
+    size_t starts[2] = {0, 0};
+    size_t n = 0;
+    const auto addStart = [&](size_t position) {
+        starts[0] = starts[1];
+        starts[1] = position;
+        ++n;
+    };
+    if (m_functionName[0] != L':') {
+        addStart(0);
+    }
+    size_t length = 0;
+    for (; m_functionName[length] != L'\0'; ++length) {
+        const wchar_t c = m_functionName[length];
+        if (length >= kMaxNameLength || c == L'<' || c == L'>') {
+            return nullptr;
+        }
+        if (c == L':' && m_functionName[length + 1] == L':') {
+            addStart(length + 2);
+        }
+    }
+    const size_t from = n >= 2 ? starts[0] : (n == 1 ? starts[1] : 0);
+    return from < length ? m_functionName + from : nullptr;
 }
 
 void LogReturnBool(CLogFunction* scope, bool value)

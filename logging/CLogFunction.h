@@ -27,6 +27,12 @@ public:
 
     void LogFormat(unsigned long category, unsigned long line, const wchar_t* format, ...);
     void LogString(unsigned long category, unsigned long line, const wchar_t* text, bool complete);
+    // A line of `format` whose one argument is the narrow text of the `size`
+    // bytes at `data`. The bytes are copied (to end them with a zero) only
+    // once the line has passed the filter: a data path with logging off
+    // allocates nothing for it.
+    void LogBytes(unsigned long category, unsigned long line, const wchar_t* format,
+                  const void* data, size_t size);
     // The last two components of the qualified name, or the name itself.
     const wchar_t* GetDisplayName();
     const std::wstring& GetFunctionClassName();
@@ -38,6 +44,9 @@ private:
     friend class CLogModule;
 
     void SplitNames();
+    // The display name as the tail of a plain name (no template arguments,
+    // at most 255 characters), without a copy; null for any other name.
+    const wchar_t* PlainDisplayName() const;
 
     CLogSourceFile* m_sourceFile;
     unsigned long m_exceptionState;
@@ -47,6 +56,9 @@ private:
     std::wstring m_text;
     const wchar_t* m_functionName;
     bool m_namesSplit = false;
+    // The entry line's "Name, " still to lead the scope's text: it is put
+    // there when a line of the scope first passes the filter.
+    bool m_entryNamePending = false;
     std::wstring m_className;
     std::wstring m_displayName;
 };

@@ -6,6 +6,7 @@
 #include <cwchar>
 #include <exception>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "logging/CLastErrorRestore.h"
@@ -202,6 +203,17 @@ void CLogModule::LogFormattedString(CLogFunction* scope, unsigned long word,
              });
 }
 
+void CLogModule::LogBytes(CLogFunction* scope, unsigned long word, const wchar_t* format,
+                          const char* data, size_t size)
+{
+    Filtered(SourceFileOf(scope, scope ? scope->m_sourceFile : nullptr), word,
+             [&](CLogSettings& settings) {
+                 const std::string text(data, size);
+                 InternalLogFormat(settings, scope, scope ? scope->m_line : 0, word, format,
+                                   text.c_str());
+             });
+}
+
 CLogSettings* CLogModule::Filter(const wchar_t* sourceFile, unsigned long word)
 {
     if (m_shortcut.Drops(*m_settings, sourceFile, word, g_pKernelApi->GetTickCount())) {
@@ -330,12 +342,27 @@ void CLogModule::InternalLogFormattedString(CLogSettings& settings, CLogFunction
     }
 }
 
+void CLogModule::InternalLogFormat(CLogSettings& settings, CLogFunction* scope,
+                                   unsigned long line, unsigned long word,
+                                   const wchar_t* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    InternalLogFormattedString(settings, scope, line, word, format, args);
+    va_end(args);
+}
+
 // A scope's text is written once its line is complete. The exit line is
 // printed at the indentation of its entry line, the lines between one step
 // deeper.
 void CLogModule::WriteScopeLine(CLogSettings& settings, CLogFunction& scope, unsigned long word,
                                 const wchar_t* text, bool complete)
 {
+    if (scope.m_entryNamePending) {
+        scope.m_entryNamePending = false;
+        scope.m_text = scope.GetDisplayName();
+        scope.m_text += L", ";
+    }
     scope.m_text += text != nullptr ? text : L"";
     PrepareLogFile(settings);
     if (!complete) {

@@ -54,6 +54,10 @@ public:
                          bool complete);
     void LogFormattedString(CLogFunction* scope, unsigned long word, const wchar_t* format,
                             va_list args);
+    // A line of a trace scope formatted with one narrow string argument: the
+    // `size` bytes at `data`, copied only when the line passes the filter.
+    void LogBytes(CLogFunction* scope, unsigned long word, const wchar_t* format,
+                  const char* data, size_t size);
 
     // "[Err: 0x%08X] " and the system's text for the code.
     std::wstring FormatErrorText(unsigned long code);
@@ -73,6 +77,8 @@ private:
     void InternalLogFormattedString(CLogSettings& settings, CLogFunction* scope,
                                     unsigned long line, unsigned long word,
                                     const wchar_t* format, va_list args);
+    void InternalLogFormat(CLogSettings& settings, CLogFunction* scope, unsigned long line,
+                           unsigned long word, const wchar_t* format, ...);
     void WriteScopeLine(CLogSettings& settings, CLogFunction& scope, unsigned long word,
                         const wchar_t* text, bool complete);
     // Tells the process's external monitor, if there is one.

@@ -33,5 +33,9 @@
 
 #define QV_LOG_LINE(category, ...) logScope.LogFormat((category), __LINE__, __VA_ARGS__)
 #define QV_LOG_ERROR(...) QV_LOG_LINE(QVLogging::kCategoryError, __VA_ARGS__)
+// A line whose one "%S" argument is `size` bytes of data, copied only when
+// the line passes the filter.
+#define QV_LOG_BYTES(category, format, data, size) \
+    logScope.LogBytes((category), __LINE__, (format), (data), (size))
 // An informational line of detail level 0 to 7.
 #define QV_LOG_INFO(level, ...) QV_LOG_LINE(QVLogging::kCategoryInfo | (level), __VA_ARGS__)

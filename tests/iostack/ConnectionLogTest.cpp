@@ -17,6 +17,7 @@
 #include "iostack/NetworkTestSupport.h"
 #include "logging/LogModules.h"
 #include "peers/ClosedPort.h"
+#include "winapi/CKernelApi.h"
 
 using namespace QVIOStack;
 using doubles::ScriptedProgress;
@@ -315,6 +316,59 @@ TEST_F(ConnectionLog, WriteStoppedBeforehandWritesItsAbortLineAsInformationAndRe
     ASSERT_EQ(IOError_Aborted, connection->Read(buffer, sizeof(buffer), &count, &stop));
     ExpectInOrder({L"(->) CIOCommon::Read, ulBufferSize=8", L"(<-) CIOCommon::Read", ErrorLineOf(L"0x83E8F4FD")});
     EXPECT_EQ(1u, log.Count(L"(I0) Operation was aborted before CIOCommon::Write"));
+}
+
+}  // namespace
+
+namespace {
+
+// Wine makes events whenever asked: a failed CreateEventW can only come
+// from a double at the platform layer.
+class FailingCreateEvent : public QVWinApi::CKernelApi {
+public:
+    HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR) override
+    {
+        ++calls;
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    int calls = 0;
+};
+
+TEST_F(ConnectionLog, AFailedCreateEventWritesItsLineAndAKeptEventNeedsNoNewOne)
+{
+    LoopbackPeer peer(LoopbackPeer::Reply("abcdef"));
+    connection = ConnectionTo(peer);
+    ASSERT_EQ(0u, connection->Open(nullptr));
+    connection->SetReadTimeout(10000);
+    char buffer[3];
+    unsigned long count = 5;
+    FailingCreateEvent failing;
+    {
+        // No read has run yet, so there is no event to reuse.
+        doubles::ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, failing);
+        EXPECT_EQ(IOError_Fail, connection->Read(buffer, sizeof(buffer), &count, nullptr));
+    }
+    EXPECT_EQ(0u, count);
+    ExpectInOrder({
+        L"(->) CIOCommon::Read, ulBufferSize=3",
+        L"(##) CreateEvent failed with err = 8",
+        L"(<-) CIOCommon::Read",
+        ErrorLineOf(L"0x83E8F4FF"),
+    });
+
+    // A read that works keeps its event; the next read needs no new one.
+    ASSERT_EQ(0u, connection->Read(buffer, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ("abc", std::string(buffer, count));
+    {
+        doubles::ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, failing);
+        EXPECT_EQ(0u, connection->Read(buffer, sizeof(buffer), &count, nullptr));
+        EXPECT_EQ("def", std::string(buffer, count));
+        // Writes keep their own event: the first write needs a new one.
+        EXPECT_EQ(IOError_Fail, connection->Write("x", 1, &count, nullptr));
+    }
+    EXPECT_EQ(2, failing.calls);
+    EXPECT_EQ(2u, log.Count(L"(##) CreateEvent failed with err = 8"));
 }
 
 }  // namespace

@@ -69,6 +69,22 @@ TEST_F(FunctionTrace, ParameterTextFollowsTheNameOnTheEntryLine)
               Log());
 }
 
+TEST_F(FunctionTrace, AFilteredEntryLinesNameAndParametersLeadTheNextLineWritten)
+{
+    LogScopesTo(kCategoryInfo);
+    {
+        CLogFunction scope(module.get(), &source, L"QVIOStack::CIOCommon::Read", 5, 0, 0,
+                           L"ulBufferSize=%lu", 4096UL);
+        scope.LogFormat(kCategoryInfo, 6, L"first %d", 1);
+        scope.LogFormat(kCategoryInfo, 7, L"second");
+    }
+    // The entry line is dropped, but the name and ", " it began with stay
+    // and lead the first line that is written; its parameters went with it.
+    EXPECT_EQ(L"(I0) CIOCommon::Read, first 1\r\n"
+              L"(I0) second\r\n",
+              Log());
+}
+
 TEST_F(FunctionTrace, SourceLineOfEachCallIsPrintedWithTheCounterField)
 {
     LogScopesTo(kEntryExit | kCategoryError, kOptionCounter);
