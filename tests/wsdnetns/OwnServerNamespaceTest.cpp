@@ -241,10 +241,21 @@ TEST_F(OwnServerNamespace, SearchByAddressOnIPv6TakesTheBracketFormAndTheIPv6Rec
     EXPECT_EQ(Wide(device6), records[0].ip);
 }
 
+// The responder stays silent; Wine's publisher may still announce itself
+// before the first progress call, and then the search has its device.
 TEST_F(OwnServerNamespace, ClientAskingToStopAtOnceEndsWithNotFound)
 {
     client.enough = [](const std::vector<Record>&) { return true; };
-    EXPECT_EQ(DISCOVERY_E_NOT_FOUND, server->SearchByType(L"zqd:SilentTest", 7));
-    EXPECT_EQ(L"failed 11", client.ending);
-    EXPECT_EQ(0u, CountOf(client.Records(), L"add"));
+    const unsigned long status = server->SearchByType(L"zqd:SilentTest", 7);
+    const std::vector<Record> records = client.Records();
+    for (const Record& r : records) {
+        EXPECT_EQ(L"urn:uuid:" + Wide(Env("ORVANE_NETNS_PUBLISHER_UUID")), r.id);
+    }
+    if (records.empty()) {
+        EXPECT_EQ(DISCOVERY_E_NOT_FOUND, status);
+        EXPECT_EQ(L"failed 11", client.ending);
+    } else {
+        EXPECT_EQ(DISCOVERY_OK, status);
+        EXPECT_EQ(L"complete", client.ending);
+    }
 }

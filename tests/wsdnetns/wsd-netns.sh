@@ -4,12 +4,14 @@
 # namespace A; Debian's wsdd (and Wine's own publisher) answer from
 # namespace B. No multicast leaves the namespaces made here; both go on exit.
 # A family device's responder (several identities) answers from B as well.
-# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER RESPONDER-PY [GTEST-ARGS...]
+# Then `orvane discover` runs there against the responder.
+# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER RESPONDER-PY ORVANE-EXE [GTEST-ARGS...]
 set -euo pipefail
 exe=$(realpath "$1")
 publisher=$(realpath "$2")
 prefixes=$(realpath -m "$3")
 responder=$(realpath "$4")
+orvane=$(realpath "$5")
 mkdir -p "$prefixes"
 fail() { echo "wsd-netns: $*" >&2; exit 1; }
 
@@ -103,4 +105,17 @@ ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRI
   ORVANE_NETNS_DEVICE4=10.77.0.2 ORVANE_NETNS_DEVICE6=fd77::2 \
   ORVANE_NETNS_LOCAL4=10.77.0.1 ORVANE_NETNS_LOCAL6="fd77::1%$index" ORVANE_NETNS_WSDD_UUID="$wsdd_uuid" \
   ORVANE_NETNS_PUBLISHER_UUID="$publisher_uuid" \
-  timeout 120 wine "$exe" --gtest_brief=0 "${@:5}"
+  timeout 120 wine "$exe" --gtest_brief=0 "${@:6}"
+
+# orvane discover, under the same prefix and overrides: DISCOVER OUT ARGS...
+# writes standard output to OUT without carriage returns, standard error
+# to OUT.err, and returns the tool's exit code.
+discover() {
+  local out=$1 rc=0
+  shift
+  ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRIDES;wsdapi=d" \
+    timeout 60 wine "$orvane" discover "$@" >"$out.raw" 2>"$out.err" || rc=$?
+  tr -d '\r' <"$out.raw" >"$out"
+  return $rc
+}
+. "$(dirname "$0")/discover-e2e.sh"
