@@ -226,7 +226,8 @@ TEST(DiscoveredDeviceXpWSD, BadInputIsTakenAsItComes)
     Extension extension;
     const std::string longName(10 * 1024, 'h');
     extension.dd__Hostname = Text(longName.c_str());
-    // "caf\xC3" cut in the middle of a sequence, then a lone continuation byte.
+    // A lead byte followed by no continuation, then a lone continuation byte:
+    // each becomes U+FFFD.
     extension.pwg__SerialNumber = Text("SN\xC3\x28\x80X");
     std::string tokens;
     for (int i = 0; i < 10000; ++i) {
