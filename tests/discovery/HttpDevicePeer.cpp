@@ -3,6 +3,7 @@
 #include <ws2tcpip.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <regex>
 
 #include "peers/LoopbackPeer.h"
@@ -14,12 +15,25 @@ HttpDevicePeer::HttpDevicePeer(const char* address, Responder respond, bool keep
       m_hStop(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     peers::EnsureWinsock();
-    sockaddr_in local = {};
-    local.sin_family = AF_INET;
-    local.sin_port = htons(80);
-    local.sin_addr.s_addr = inet_addr(address);
-    m_listener = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    if (bind(m_listener, reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0 || listen(m_listener, 1) != 0) {
+    // An address with a colon is IPv6.
+    const bool ipv6 = std::strchr(address, ':') != nullptr;
+    sockaddr_storage local = {};
+    int localLength = 0;
+    if (ipv6) {
+        auto& in6 = reinterpret_cast<sockaddr_in6&>(local);
+        in6.sin6_family = AF_INET6;
+        in6.sin6_port = htons(80);
+        inet_pton(AF_INET6, address, &in6.sin6_addr);
+        localLength = sizeof(in6);
+    } else {
+        auto& in4 = reinterpret_cast<sockaddr_in&>(local);
+        in4.sin_family = AF_INET;
+        in4.sin_port = htons(80);
+        in4.sin_addr.s_addr = inet_addr(address);
+        localLength = sizeof(in4);
+    }
+    m_listener = socket(ipv6 ? AF_INET6 : AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (bind(m_listener, reinterpret_cast<sockaddr*>(&local), localLength) != 0 || listen(m_listener, 1) != 0) {
         closesocket(m_listener);
         m_listener = INVALID_SOCKET;
         return;

@@ -10,8 +10,9 @@
 namespace wsdtest {
 
 // A device's web server for one directed Probe, on port 80 of a loopback
-// address of the test's: takes one connection, reads the request whole by
-// its Content-Length, answers with what `respond` makes of the request,
+// address of the test's (IPv6 when it has a colon): takes one connection,
+// reads the request whole by its Content-Length, answers with what
+// `respond` makes of the request,
 // then closes, or with `keepOpen` holds the connection until the peer goes.
 class HttpDevicePeer {
 public:

@@ -46,11 +46,12 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
     const RunResult help = RunTool(L"orvane.exe", {L"--help"});
     EXPECT_EQ(0, help.exitCode);
     EXPECT_EQ((std::vector<std::string>{"usage: orvane COMMAND [OPTIONS] [ARGUMENTS]", "", "commands:",
-                                        "  http    one HTTP request to a device's web server (default port 80)",
-                                        "  log     switch the library's log on or off, or show it",
-                                        "  read    copy what a device sends, until it falls silent",
-                                        "  resolve show what stands behind a print queue, port, share or server name",
-                                        "  send    write a file to a device (raw port, default 9100)", "",
+                                        "  discover search the network for devices by WS-Discovery",
+                                        "  http     one HTTP request to a device's web server (default port 80)",
+                                        "  log      switch the library's log on or off, or show it",
+                                        "  read     copy what a device sends, until it falls silent",
+                                        "  resolve  show what stands behind a print queue, port, share or server name",
+                                        "  send     write a file to a device (raw port, default 9100)", "",
                                         "'orvane COMMAND --help' describes a command.",
                                         "Exit codes: 0 done, 1 device or protocol failure, 2 usage error."}),
               help.out);
@@ -66,6 +67,21 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
               unknown.err);
 }
 
+TEST(OrvaneCommand, DiscoverRefusesTwoSearchesAndStrayArguments)
+{
+    const RunResult two = RunTool(L"orvane.exe", {L"discover", L"--id", L"urn:uuid:1", L"--address", L"192.0.2.7"});
+    EXPECT_EQ(2, two.exitCode);
+    EXPECT_TRUE(two.out.empty());
+    ASSERT_FALSE(two.err.empty());
+    EXPECT_EQ("orvane discover: give one of --type, --id and --address", two.err[0]);
+    const RunResult stray = RunTool(L"orvane.exe", {L"discover", L"192.0.2.7"});
+    EXPECT_EQ(2, stray.exitCode);
+    ASSERT_FALSE(stray.err.empty());
+    EXPECT_EQ("orvane discover: unexpected argument '192.0.2.7'", stray.err[0]);
+    const RunResult empty = RunTool(L"orvane.exe", {L"discover", L"--id", L""});
+    EXPECT_EQ(2, empty.exitCode);
+}
+
 TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
 {
     const std::vector<std::pair<std::wstring, std::string>> usages{
@@ -74,6 +90,7 @@ TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
         {L"http", "usage: orvane http [OPTIONS] ADDRESS[:PORT] URI"},
         {L"log", "usage: orvane log on|off|show [--process EXE [--module NAME]] [--file PATH] [--level N]"},
         {L"resolve", "usage: orvane resolve [--queue | --port | --share | --server] NAME [--json]"},
+        {L"discover", "usage: orvane discover [--type \"QNAME ...\" | --id ID | --address IP] [--json]"},
     };
     for (const auto& usage : usages) {
         const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});

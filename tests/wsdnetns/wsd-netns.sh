@@ -3,11 +3,15 @@
 # library's side runs under a private Wine prefix whose server starts in
 # namespace A; Debian's wsdd (and Wine's own publisher) answer from
 # namespace B. No multicast leaves the namespaces made here; both go on exit.
-# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER [GTEST-ARGS...]
+# A family device's responder (several identities) answers from B as well.
+# Then `orvane discover` runs there against the responder.
+# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER RESPONDER-PY ORVANE-EXE [GTEST-ARGS...]
 set -euo pipefail
 exe=$(realpath "$1")
 publisher=$(realpath "$2")
 prefixes=$(realpath -m "$3")
+responder=$(realpath "$4")
+orvane=$(realpath "$5")
 mkdir -p "$prefixes"
 fail() { echo "wsd-netns: $*" >&2; exit 1; }
 
@@ -78,6 +82,16 @@ for _ in $(seq 300); do
 done
 grep -q '^ready' "$prefixes/publisher.log" || fail "Wine's publisher did not start: $(cat "$prefixes/publisher.log")"
 
+# Three family devices on B's addresses, the directed Probe on port 80.
+ip netns exec "$b" timeout 120 python3 "$responder" --interface "$vb" --ipv4 10.77.0.2 --ipv6 fd77::2 \
+  --count 3 --seconds 115 >"$prefixes/responder.log" 2>&1 &
+pids+=($!)
+for _ in $(seq 100); do
+  grep -q '^ready' "$prefixes/responder.log" 2>/dev/null && break
+  sleep 0.1
+done
+grep -q '^ready' "$prefixes/responder.log" || fail "the responder did not start: $(cat "$prefixes/responder.log")"
+
 # wsdd is up once it listens on the discovery port.
 for _ in $(seq 50); do
   ip netns exec "$b" ss -uln 2>/dev/null | grep -q ':3702 ' && break
@@ -85,7 +99,23 @@ for _ in $(seq 50); do
 done
 ip netns exec "$b" ss -uln | grep -q ':3702 ' || fail "wsdd did not start: $(cat "$prefixes/wsdd.log")"
 
-ip netns exec "$a" env WINEPREFIX="$prefixes/a" \
+# "wsdapi.dll" unloadable for the library's side: a system without the
+# provider, where the library's own server runs.
+ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRIDES;wsdapi=d" \
+  ORVANE_NETNS_DEVICE4=10.77.0.2 ORVANE_NETNS_DEVICE6=fd77::2 \
   ORVANE_NETNS_LOCAL4=10.77.0.1 ORVANE_NETNS_LOCAL6="fd77::1%$index" ORVANE_NETNS_WSDD_UUID="$wsdd_uuid" \
   ORVANE_NETNS_PUBLISHER_UUID="$publisher_uuid" \
-  timeout 120 wine "$exe" --gtest_brief=0 "${@:4}"
+  timeout 120 wine "$exe" --gtest_brief=0 "${@:6}"
+
+# orvane discover, under the same prefix and overrides: DISCOVER OUT ARGS...
+# writes standard output to OUT without carriage returns, standard error
+# to OUT.err, and returns the tool's exit code.
+discover() {
+  local out=$1 rc=0
+  shift
+  ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRIDES;wsdapi=d" \
+    timeout 60 wine "$orvane" discover "$@" >"$out.raw" 2>"$out.err" || rc=$?
+  tr -d '\r' <"$out.raw" >"$out"
+  return $rc
+}
+. "$(dirname "$0")/discover-e2e.sh"
