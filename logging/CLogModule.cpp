@@ -388,8 +388,8 @@ void CLogModule::WriteScopeLine(CLogSettings& settings, CLogFunction& scope, uns
     WriteLine(settings, scope.m_line, word & settings.m_categories, word, scope.m_text);
     scope.m_text.clear();
     if (word & kCategoryEntry) {
-        NotifyExtMonitor(kExtMonitorClassChanged, scope.m_className);
-        NotifyExtMonitor(kExtMonitorFunctionEntered, scope.m_displayName);
+        NotifyExtMonitor(kExtMonitorClassChanged, scope.GetFunctionClassName().c_str());
+        NotifyExtMonitor(kExtMonitorFunctionEntered, scope.GetDisplayName());
         if (settings.m_options & kOptionIndent) {
             ShiftIndentation(settings, true);
         }
@@ -400,15 +400,15 @@ void CLogModule::WriteScopeLine(CLogSettings& settings, CLogFunction& scope, uns
             WriteLine(settings, 0, kCategoryErrorText & settings.m_categories, kCategoryErrorText,
                       FormatErrorText(scope.m_errorCode));
         }
-        NotifyExtMonitor(kExtMonitorFunctionExited, scope.m_displayName);
+        NotifyExtMonitor(kExtMonitorFunctionExited, scope.GetDisplayName());
     }
 }
 
-void CLogModule::NotifyExtMonitor(int kind, const std::wstring& text)
+void CLogModule::NotifyExtMonitor(int kind, const wchar_t* text)
 {
     CExtMonitorSettings* monitor = m_extMonitor.View();
     if (monitor != nullptr && monitor->Attached()) {
-        monitor->Notify(kind, text.c_str());
+        monitor->Notify(kind, text);
     }
 }
 

@@ -82,7 +82,7 @@ private:
     void WriteScopeLine(CLogSettings& settings, CLogFunction& scope, unsigned long word,
                         const wchar_t* text, bool complete);
     // Tells the process's external monitor, if there is one.
-    void NotifyExtMonitor(int kind, const std::wstring& text);
+    void NotifyExtMonitor(int kind, const wchar_t* text);
     // Two blanks more (`deeper`) or fewer for the lines of the settings' file.
     void ShiftIndentation(const CLogSettings& settings, bool deeper);
     void PrepareLogFile(CLogSettings& settings);
