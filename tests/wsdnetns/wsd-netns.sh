@@ -93,11 +93,13 @@ done
 grep -q '^ready' "$prefixes/responder.log" || fail "the responder did not start: $(cat "$prefixes/responder.log")"
 
 # wsdd is up once it listens on the discovery port.
+# (The listing is read whole before it is searched: no pipe ends early.)
+wsdd_listens() { [[ "$(ip netns exec "$b" ss -uln 2>/dev/null)" == *':3702 '* ]]; }
 for _ in $(seq 50); do
-  ip netns exec "$b" ss -uln 2>/dev/null | grep -q ':3702 ' && break
+  wsdd_listens && break
   sleep 0.1
 done
-ip netns exec "$b" ss -uln | grep -q ':3702 ' || fail "wsdd did not start: $(cat "$prefixes/wsdd.log")"
+wsdd_listens || fail "wsdd did not start: $(cat "$prefixes/wsdd.log")"
 
 # "wsdapi.dll" unloadable for the library's side: a system without the
 # provider, where the library's own server runs.
