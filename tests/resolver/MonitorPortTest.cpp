@@ -49,14 +49,9 @@ private:
     std::mutex m_guard;
 };
 
-class MonitorPorts : public ::testing::Test {
+class MonitorPorts : public resolver_test::LoggedTest {
 protected:
-    ~MonitorPorts() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
+    MonitorPorts() : LoggedTest(L"resolver-monitors") {}
     // A queue of this process on `port`, resolved by its name.
     std::shared_ptr<ProbeResolver> ResolveQueueOn(const std::wstring& port, HRESULT expected)
     {
@@ -65,13 +60,6 @@ protected:
         auto resolver = ProbeResolver::Make();
         EXPECT_EQ(resolver->Resolve(name.c_str(), RESOLVE_TYPE_PRINTER), expected);
         return resolver;
-    }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
     }
     static unsigned long TypeOf(Resolver& resolver)
     {
@@ -91,7 +79,6 @@ protected:
     }
 
     SpoolerQueues m_queues;
-    resolver_test::ResolverLog m_log{L"resolver-monitors"};
 };
 
 }  // namespace

@@ -19,14 +19,9 @@ using resolver_test::ProbeResolver;
 
 namespace {
 
-class RemotePrinters : public ::testing::Test {
+class RemotePrinters : public resolver_test::LoggedTest {
 protected:
-    ~RemotePrinters() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
+    RemotePrinters() : LoggedTest(L"resolver-remote") {}
     // Resolves the one queue `printer` of a listed spooler.
     std::shared_ptr<ProbeResolver> ResolveListed(const wchar_t* printer, HRESULT expected)
     {
@@ -36,15 +31,7 @@ protected:
         EXPECT_EQ(resolver->Resolve(printer, RESOLVE_TYPE_PRINTER), expected);
         return resolver;
     }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
-    }
 
-    resolver_test::ResolverLog m_log{L"resolver-remote"};
 };
 
 }  // namespace

@@ -60,15 +60,10 @@ public:
     std::atomic<int> spoolerLoads{0};
 };
 
-class RemoteShares : public ::testing::Test {
+class RemoteShares : public resolver_test::LoggedTest {
 protected:
+    RemoteShares() : LoggedTest(L"resolver-shares") {}
     void SetUp() override { ASSERT_TRUE(InstallTestMonitor()) << "the test monitor could not be installed"; }
-    ~RemoteShares() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
     // The queue `\\<computer>\<queue>` on `port`, listed by the spooler,
     // resolved by its name.
     std::shared_ptr<ProbeResolver> ResolveRemote(const std::wstring& queue, const std::wstring& port, HRESULT expected,
@@ -89,16 +84,8 @@ protected:
         return std::make_unique<TestKey>(HKEY_LOCAL_MACHINE, std::wstring(L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\")
                                                                  + kMonitor + L"\\Ports\\" + port);
     }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
-    }
 
     const std::wstring m_computer = ComputerName();
-    resolver_test::ResolverLog m_log{L"resolver-shares"};
 };
 
 }  // namespace

@@ -47,14 +47,9 @@ public:
     DWORD refusal = 0;
 };
 
-class ResolverCore : public ::testing::Test {
+class ResolverCore : public resolver_test::LoggedTest {
 protected:
-    ~ResolverCore() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
+    ResolverCore() : LoggedTest(L"resolver-core") {}
     // A queue of this process on `port`; its full name.
     std::wstring Queue(const std::wstring& name, const std::wstring& port)
     {
@@ -62,13 +57,6 @@ protected:
         DWORD error = 0;
         EXPECT_TRUE(m_queues.Add(full, port, L"", &error)) << "AddPrinterW failed with " << error;
         return full;
-    }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
     }
     static std::wstring Upper(std::wstring text)
     {
@@ -79,7 +67,6 @@ protected:
     }
 
     SpoolerQueues m_queues;
-    resolver_test::ResolverLog m_log{L"resolver-core"};
 };
 
 // The three text getters and the type, as one record.

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -60,6 +62,29 @@ public:
 
 private:
     doubles::ModuleLogFile m_log;
+};
+
+// A test whose resolver lines go to a log file of its own: shown when the
+// test fails, and checked line by line with Logged.
+class LoggedTest : public ::testing::Test {
+protected:
+    explicit LoggedTest(const wchar_t* logName) : m_log(logName) {}
+    ~LoggedTest() override
+    {
+        if (HasFailure()) {
+            m_log.Show();
+        }
+    }
+    // Each text must be a whole line of the log, in this order.
+    bool Logged(const std::vector<std::wstring>& lines)
+    {
+        std::wstring missing;
+        const bool all = m_log.InOrder(lines, &missing);
+        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
+        return all;
+    }
+
+    ResolverLog m_log;
 };
 
 }  // namespace resolver_test

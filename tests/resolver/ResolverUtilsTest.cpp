@@ -30,23 +30,10 @@ using resolver_test::TestKey;
 
 namespace {
 
-class ResolverUtils : public ::testing::Test {
+class ResolverUtils : public resolver_test::LoggedTest {
 protected:
-    ~ResolverUtils() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
-    }
+    ResolverUtils() : LoggedTest(L"resolver-utils") {}
 
-    resolver_test::ResolverLog m_log{L"resolver-utils"};
 };
 
 // getaddrinfo that answers with a list of its own: the addresses of a host

@@ -42,25 +42,12 @@ public:
     HRESULT CoInitializeEx(LPVOID, DWORD) override { return E_OUTOFMEMORY; }
 };
 
-class WsdLookup : public ::testing::Test {
+class WsdLookup : public resolver_test::LoggedTest {
 protected:
-    ~WsdLookup() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
-    }
+    WsdLookup() : LoggedTest(L"wsd-lookup") {}
 
     DiscoveryScript m_script;
     FunctionDiscoveryStandIn m_standIn{m_script};
-    ResolverLog m_log{L"wsd-lookup"};
     wchar_t m_text[kWsdAddressChars] = {};
 };
 

@@ -20,14 +20,9 @@ namespace {
 
 const wchar_t kPort[] = L"WSD-0a1b2c3d-2f43-4a55-9d2e-0123456789ab.0007";
 
-class WsdPorts : public ::testing::Test {
+class WsdPorts : public resolver_test::LoggedTest {
 protected:
-    ~WsdPorts() override
-    {
-        if (HasFailure()) {
-            m_log.Show();
-        }
-    }
+    WsdPorts() : LoggedTest(L"resolver-wsd") {}
     // A queue of this process on the WSD port, whose plug-and-play instance
     // gives `address`, resolved by the queue's name.
     std::shared_ptr<ProbeResolver> ResolveWith(const std::wstring& address, HRESULT expected, int refused = 0)
@@ -41,19 +36,11 @@ protected:
         EXPECT_EQ(resolver->Resolve(name.c_str(), RESOLVE_TYPE_PRINTER), expected);
         return resolver;
     }
-    bool Logged(const std::vector<std::wstring>& lines)
-    {
-        std::wstring missing;
-        const bool all = m_log.InOrder(lines, &missing);
-        EXPECT_TRUE(all) << "missing line: " << ::testing::PrintToString(missing);
-        return all;
-    }
 
     DiscoveryScript m_script;
     FunctionDiscoveryStandIn m_standIn{m_script};
     SpoolerQueues m_queues;
     int m_queueCount = 0;
-    ResolverLog m_log{L"resolver-wsd"};
 };
 
 }  // namespace
