@@ -1,0 +1,214 @@
+#pragma once
+
+#include <windows.h>
+#include <setupapi.h>
+#include <cfgmgr32.h>
+
+#include <atomic>
+#include <cwchar>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "peers/DeviceTree.h"
+#include "winapi/CSetupApi.h"
+
+namespace doubles {
+
+// The configuration manager's calls over a described device tree that is
+// registered in the prefix (peers::RegisteredDeviceTree). SetupDi calls stay
+// Wine's own. A double because Wine cannot give these: its CM_ calls for
+// properties and node status and CM_Locate_DevNodeW answer 0x13, and its
+// device handles (DevInst) live only as long as the set that made them,
+// while the platform's stay valid for the session. So the double hands out
+// one handle per instance id, answers properties from the node's real
+// "Enum" key (through SetupDi, which reads it), and status and problem
+// from the description. It also counts the calls, and can fail one.
+class DescribedSetupApi : public QVWinApi::CSetupApi {
+public:
+    explicit DescribedSetupApi(const peers::DeviceTree& tree)
+    {
+        for (const peers::DescribedNode& node : tree.Nodes()) {
+            m_status[Upper(node.instanceId)] = {node.status, node.problem};
+        }
+    }
+
+    // The handle of an instance id, made on first use.
+    DEVINST HandleOf(const std::wstring& instanceId)
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        const std::wstring key = Upper(instanceId);
+        const auto found = m_handles.find(key);
+        if (found != m_handles.end()) {
+            return found->second;
+        }
+        const DEVINST handle = static_cast<DEVINST>(m_ids.size() + 1);
+        m_handles[key] = handle;
+        m_ids.push_back(instanceId);
+        return handle;
+    }
+
+    // The class installer asks for a restart after removing this node.
+    void NeedsRebootAfterRemoving(const std::wstring& instanceId) { m_reboot.insert(Upper(instanceId)); }
+    // The `n`-th CM_ call from now (1 = the next) fails with CR_FAILURE.
+    void FailCmCall(long n) { m_failAt = m_cmCalls + n; }
+
+    std::atomic<long> m_cmCalls{0};
+    std::atomic<long> m_setupDiCalls{0};
+    std::atomic<long> m_allClassLists{0};
+
+    CONFIGRET CM_Locate_DevNodeW(PDEVINST handle, DEVINSTID_W id, ULONG) override
+    {
+        if (Failing()) {
+            return CR_FAILURE;
+        }
+        if (id == nullptr || !Exists(id)) {
+            return CR_NO_SUCH_DEVNODE;
+        }
+        *handle = HandleOf(id);
+        return CR_SUCCESS;
+    }
+    CONFIGRET CM_Get_DevNode_Status(PULONG status, PULONG problem, DEVINST handle, ULONG) override
+    {
+        std::wstring id;
+        if (Failing()) {
+            return CR_FAILURE;
+        }
+        if (!IdOf(handle, id) || !Exists(id)) {
+            return CR_NO_SUCH_DEVINST;
+        }
+        const auto found = m_status.find(Upper(id));
+        *status = found == m_status.end() ? 0x180A : found->second.first;
+        *problem = found == m_status.end() ? 0 : found->second.second;
+        return CR_SUCCESS;
+    }
+    CONFIGRET CM_Get_Device_IDW(DEVINST handle, PWCHAR buffer, ULONG chars, ULONG) override
+    {
+        std::wstring id;
+        if (Failing()) {
+            return CR_FAILURE;
+        }
+        if (!IdOf(handle, id) || !Exists(id)) {
+            return CR_NO_SUCH_DEVINST;
+        }
+        if (id.size() + 1 > chars) {
+            return CR_BUFFER_SMALL;
+        }
+        wcscpy(buffer, id.c_str());
+        return CR_SUCCESS;
+    }
+    CONFIGRET CM_Get_DevNode_Registry_PropertyW(DEVINST handle, ULONG property, PULONG type, PVOID buffer,
+                                                PULONG length, ULONG) override
+    {
+        std::wstring id;
+        if (Failing()) {
+            return CR_FAILURE;
+        }
+        if (!IdOf(handle, id)) {
+            return CR_NO_SUCH_DEVINST;
+        }
+        const HDEVINFO set = ::SetupDiCreateDeviceInfoList(nullptr, nullptr);
+        SP_DEVINFO_DATA data = {};
+        data.cbSize = sizeof data;
+        CONFIGRET result = CR_NO_SUCH_DEVINST;
+        if (::SetupDiOpenDeviceInfoW(set, id.c_str(), nullptr, 0, &data)) {
+            DWORD needed = 0;
+            DWORD valueType = 0;
+            if (::SetupDiGetDeviceRegistryPropertyW(set, &data, property - 1, &valueType, static_cast<BYTE*>(buffer),
+                                                    buffer ? *length : 0, &needed)) {
+                result = CR_SUCCESS;
+                *length = needed;
+            } else if (::GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+                result = CR_BUFFER_SMALL;
+                *length = needed;
+            } else {
+                result = CR_NO_SUCH_VALUE;
+            }
+            if (type != nullptr) {
+                *type = valueType;
+            }
+        }
+        ::SetupDiDestroyDeviceInfoList(set);
+        return result;
+    }
+    HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent, DWORD flags) override
+    {
+        ++m_setupDiCalls;
+        if (classGuid == nullptr && enumerator == nullptr) {
+            ++m_allClassLists;
+        }
+        return QVWinApi::CSetupApi::SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
+    }
+    BOOL SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, PSP_DEVINFO_DATA data) override
+    {
+        ++m_setupDiCalls;
+        return QVWinApi::CSetupApi::SetupDiEnumDeviceInfo(set, index, data) && Stable(set, data);
+    }
+    BOOL SetupDiOpenDeviceInfoW(HDEVINFO set, PCWSTR id, HWND parent, DWORD flags, PSP_DEVINFO_DATA data) override
+    {
+        ++m_setupDiCalls;
+        return QVWinApi::CSetupApi::SetupDiOpenDeviceInfoW(set, id, parent, flags, data) && Stable(set, data);
+    }
+    BOOL SetupDiGetDeviceInstallParamsW(HDEVINFO set, PSP_DEVINFO_DATA data, PSP_DEVINSTALL_PARAMS_W params) override
+    {
+        ++m_setupDiCalls;
+        std::wstring id;
+        if (data != nullptr && IdOf(data->DevInst, id) && m_reboot.count(Upper(id)) != 0) {
+            params->Flags = DI_NEEDREBOOT;
+            return TRUE;
+        }
+        return QVWinApi::CSetupApi::SetupDiGetDeviceInstallParamsW(set, data, params);
+    }
+
+private:
+    static std::wstring Upper(std::wstring text)
+    {
+        for (wchar_t& c : text) {
+            c = static_cast<wchar_t>(towupper(c));
+        }
+        return text;
+    }
+    bool Failing()
+    {
+        return ++m_cmCalls == m_failAt;
+    }
+    bool IdOf(DEVINST handle, std::wstring& id)
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        if (handle == 0 || handle > m_ids.size()) {
+            return false;
+        }
+        id = m_ids[handle - 1];
+        return true;
+    }
+    static bool Exists(const std::wstring& id)
+    {
+        const HDEVINFO set = ::SetupDiCreateDeviceInfoList(nullptr, nullptr);
+        SP_DEVINFO_DATA data = {};
+        data.cbSize = sizeof data;
+        const bool found = ::SetupDiOpenDeviceInfoW(set, id.c_str(), nullptr, 0, &data) != FALSE;
+        ::SetupDiDestroyDeviceInfoList(set);
+        return found;
+    }
+    // Wine's handle of the set replaced by the one of the instance id.
+    bool Stable(HDEVINFO set, PSP_DEVINFO_DATA data)
+    {
+        wchar_t id[MAX_DEVICE_ID_LEN + 64] = {};
+        if (!::SetupDiGetDeviceInstanceIdW(set, data, id, MAX_DEVICE_ID_LEN + 64, nullptr)) {
+            return false;
+        }
+        data->DevInst = HandleOf(id);
+        return true;
+    }
+
+    std::mutex m_lock;
+    std::map<std::wstring, DEVINST> m_handles;
+    std::vector<std::wstring> m_ids;
+    std::map<std::wstring, std::pair<ULONG, ULONG>> m_status;
+    std::set<std::wstring> m_reboot;
+    long m_failAt = -1;
+};
+
+}  // namespace doubles
