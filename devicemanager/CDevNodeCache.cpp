@@ -84,12 +84,19 @@ void CDevNodeCache::Rebuild(QVUtils::IProgress* progress, bool& listed)
         std::wstring serial;
         if (CDevNode(node).GetSerialNumber(serial)) {
             for (const auto& [prefix, candidate] : prefixes) {
-                if (candidate != node && serial.compare(0, prefix.size(), prefix) == 0) {
+                if (candidate == node || serial.compare(0, prefix.size(), prefix) != 0) {
+                    continue;
+                }
+                if (parent == 0) {
                     parent = candidate;
                     m_parents[candidate].push_back(node);
-                    break;
+                } else {
+                    QV_LOG_ERROR(L"%s also begins with the ParentIdPrefix %s; the first match stays its parent",
+                                 serial.c_str(), prefix.c_str());
                 }
             }
+        } else {
+            QV_LOG_ERROR(L"No serial number for node %u", static_cast<unsigned>(node));
         }
         nodes.StepNext(0);
     }

@@ -53,7 +53,9 @@ unsigned long CRegUtil::Read(HKEY root, const wchar_t* subkey, const wchar_t* na
         key = opened;
     }
     unsigned long status = 0;
-    if (key == nullptr) {
+    if (result != ERROR_SUCCESS) {
+        status = MapResult(result);
+    } else if (key == nullptr) {
         status = DM_E_INVALID_ARGUMENT;
     } else {
         DWORD type = 0;

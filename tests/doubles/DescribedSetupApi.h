@@ -52,12 +52,23 @@ public:
 
     // The class installer asks for a restart after removing this node.
     void NeedsRebootAfterRemoving(const std::wstring& instanceId) { m_reboot.insert(Upper(instanceId)); }
+    // CM_Get_Device_IDW reports `reported` for the node `instanceId`: Wine
+    // refuses to register ids of 200 characters or more.
+    void ReportIdAs(const std::wstring& instanceId, const std::wstring& reported)
+    {
+        m_reported[Upper(instanceId)] = reported;
+    }
     // The `n`-th CM_ call from now (1 = the next) fails with CR_FAILURE.
     void FailCmCall(long n) { m_failAt = m_cmCalls + n; }
 
     std::atomic<long> m_cmCalls{0};
     std::atomic<long> m_setupDiCalls{0};
     std::atomic<long> m_allClassLists{0};
+    // Sets made and destroyed through the seam: equal when none leaked.
+    std::atomic<long> m_setsMade{0};
+    std::atomic<long> m_setsDestroyed{0};
+    // Instance ids in the order the class installer removed them.
+    std::vector<std::wstring> m_removed;
 
     CONFIGRET CM_Locate_DevNodeW(PDEVINST handle, DEVINSTID_W id, ULONG) override
     {
@@ -92,6 +103,10 @@ public:
         }
         if (!IdOf(handle, id) || !Exists(id)) {
             return CR_NO_SUCH_DEVINST;
+        }
+        const auto reported = m_reported.find(Upper(id));
+        if (reported != m_reported.end()) {
+            id = reported->second;
         }
         if (id.size() + 1 > chars) {
             return CR_BUFFER_SMALL;
@@ -139,7 +154,32 @@ public:
         if (classGuid == nullptr && enumerator == nullptr) {
             ++m_allClassLists;
         }
-        return QVWinApi::CSetupApi::SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
+        const HDEVINFO set = QVWinApi::CSetupApi::SetupDiGetClassDevsW(classGuid, enumerator, parent, flags);
+        m_setsMade += set != INVALID_HANDLE_VALUE ? 1 : 0;
+        return set;
+    }
+    HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid, HWND parent) override
+    {
+        ++m_setupDiCalls;
+        const HDEVINFO set = QVWinApi::CSetupApi::SetupDiCreateDeviceInfoList(classGuid, parent);
+        m_setsMade += set != INVALID_HANDLE_VALUE ? 1 : 0;
+        return set;
+    }
+    BOOL SetupDiDestroyDeviceInfoList(HDEVINFO set) override
+    {
+        ++m_setupDiCalls;
+        const BOOL destroyed = QVWinApi::CSetupApi::SetupDiDestroyDeviceInfoList(set);
+        m_setsDestroyed += destroyed ? 1 : 0;
+        return destroyed;
+    }
+    BOOL SetupDiCallClassInstaller(DI_FUNCTION function, HDEVINFO set, PSP_DEVINFO_DATA data) override
+    {
+        ++m_setupDiCalls;
+        std::wstring id;
+        if (function == DIF_REMOVE && data != nullptr && IdOf(data->DevInst, id)) {
+            m_removed.push_back(id);
+        }
+        return QVWinApi::CSetupApi::SetupDiCallClassInstaller(function, set, data);
     }
     BOOL SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, PSP_DEVINFO_DATA data) override
     {
@@ -208,6 +248,7 @@ private:
     std::vector<std::wstring> m_ids;
     std::map<std::wstring, std::pair<ULONG, ULONG>> m_status;
     std::set<std::wstring> m_reboot;
+    std::map<std::wstring, std::wstring> m_reported;
     long m_failAt = -1;
 };
 
