@@ -58,6 +58,8 @@ public:
     {
         m_reported[Upper(instanceId)] = reported;
     }
+    // Reading property `property` of the node `instanceId` fails with CR_FAILURE.
+    void FailProperty(const std::wstring& instanceId, ULONG property) { m_failProperty[Upper(instanceId)] = property; }
     // The `n`-th CM_ call from now (1 = the next) fails with CR_FAILURE.
     void FailCmCall(long n) { m_failAt = m_cmCalls + n; }
 
@@ -123,6 +125,10 @@ public:
         }
         if (!IdOf(handle, id)) {
             return CR_NO_SUCH_DEVINST;
+        }
+        const auto failing = m_failProperty.find(Upper(id));
+        if (failing != m_failProperty.end() && failing->second == property) {
+            return CR_FAILURE;
         }
         const HDEVINFO set = ::SetupDiCreateDeviceInfoList(nullptr, nullptr);
         SP_DEVINFO_DATA data = {};
@@ -249,6 +255,7 @@ private:
     std::map<std::wstring, std::pair<ULONG, ULONG>> m_status;
     std::set<std::wstring> m_reboot;
     std::map<std::wstring, std::wstring> m_reported;
+    std::map<std::wstring, ULONG> m_failProperty;
     long m_failAt = -1;
 };
 
