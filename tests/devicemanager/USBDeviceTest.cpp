@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <map>
+#include <set>
 #include <fstream>
 
 #include "DescribedTree.h"
@@ -149,6 +151,110 @@ TEST_F(USBDevices, InitWithUSB001FindsTheDeviceThroughItsUSBPRINTChild)
     CUSBDevice none;
     EXPECT_EQ(DM_E_NOT_FOUND, none.Init(L"USB009", nullptr));
     EXPECT_EQ(DM_E_INVALID_ARGUMENT, none.Init(L"", nullptr));
+}
+
+// The registry keys and spooler entries an uninstall may touch.
+struct Footprint {
+    std::map<std::wstring, bool> keys;
+    devicemanager_test::SpoolerContents spooler;
+
+    static Footprint Read(const std::vector<DescribedNode>& nodes)
+    {
+        Footprint footprint;
+        for (const DescribedNode& node : nodes) {
+            footprint.keys[L"Enum\\" + node.instanceId] =
+                peers::RegisteredDeviceTree::KeyExists(L"System\\CurrentControlSet\\Enum\\" + node.instanceId);
+            footprint.keys[L"Class\\" + node.driverKey] = peers::RegisteredDeviceTree::KeyExists(
+                L"System\\CurrentControlSet\\Control\\Class\\" + node.driverKey);
+        }
+        footprint.spooler = devicemanager_test::SpoolerContents::Read();
+        return footprint;
+    }
+};
+
+TEST_F(USBDevices, UninstallRemovesTheNodesAndTheDriversOfPrintAndFaxAndNothingElse)
+{
+    ASSERT_TRUE(devicemanager_test::InstallDriver(L"ZQ MFP Printer", L""));
+    ASSERT_TRUE(devicemanager_test::InstallDriver(L"ZQ MFP Fax", L""));
+    CUSBDevice device;
+    ASSERT_EQ(0u, device.Init(L"MFP0001", nullptr));
+    const Footprint before = Footprint::Read(m_tree.Tree().Nodes());
+    WineSpooler spooler;
+    spooler.answerJobs = true;
+    spooler.dropDeleteFlag = true;
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> override(g_pSpoolerApi, spooler);
+    doubles::ModuleLogFile log(g_pDeviceManagerLibLog, L"uninstall");
+
+    EXPECT_EQ(0u, device.Uninstall(nullptr)) << Narrow(log.Text());
+
+    const Footprint after = Footprint::Read(m_tree.Tree().Nodes());
+    std::map<std::wstring, bool> keys = before.keys;
+    // The MFP's nodes go with their driver keys; the other device's stay.
+    for (size_t index = 0; index < 7; ++index) {
+        keys[L"Enum\\" + Id(index)] = false;
+        keys[L"Class\\" + m_tree.Tree().Nodes()[index].driverKey] = false;
+    }
+    EXPECT_EQ(keys, after.keys);
+    std::set<std::wstring> drivers = before.spooler.drivers;
+    drivers.erase(L"ZQ MFP Printer");
+    drivers.erase(L"ZQ MFP Fax");
+    EXPECT_EQ(drivers, after.spooler.drivers);
+    EXPECT_EQ(before.spooler.queues, after.spooler.queues) << "the queues stay";
+    EXPECT_EQ(before.spooler.monitors, after.spooler.monitors);
+    EXPECT_FALSE(device.IsInstalled());
+    EXPECT_EQ(0u, log.Count(L"(I0) Deleting devnode for MFP0001 requires reboot"));
+}
+
+TEST_F(USBDevices, UninstallWithADriverInUseGivesRebootRequired)
+{
+    CUSBDevice device;
+    ASSERT_EQ(0u, device.Init(L"MFP0001", nullptr));
+    // The class installer can't unload the print queue node's driver.
+    m_tree.Api().NeedsRebootAfterRemoving(Id(2));
+    doubles::ModuleLogFile log(g_pDeviceManagerLibLog, L"uninstallbusy");
+    EXPECT_EQ(DM_E_REBOOT_REQUIRED, device.Uninstall(nullptr));
+    EXPECT_EQ(1u, log.Count(L"(I0) Deleting devnode for MFP0001 requires reboot")) << Narrow(log.Text());
+    EXPECT_FALSE(peers::RegisteredDeviceTree::IsRegistered(Id(0)));
+    EXPECT_TRUE(peers::RegisteredDeviceTree::IsRegistered(Id(7))) << "the other device stays";
+}
+
+TEST_F(USBDevices, UninstallOnWinesSpoolerLogsWhatItCannotDoAndStillSucceeds)
+{
+    CUSBDevice device;
+    ASSERT_EQ(0u, device.Init(L"MFP0001", nullptr));
+    ASSERT_TRUE(devicemanager_test::InstallDriver(L"ZQ MFP Printer", L""));
+    doubles::ModuleLogFile log(g_pDeviceManagerLibLog, L"uninstallwine");
+    // Wine's spooler: no job listing, no deletion of unused files, and no
+    // fax driver installed.
+    EXPECT_EQ(0u, device.Uninstall(nullptr));
+    const std::wstring failed = std::to_wstring(static_cast<int>(DM_E_FAILED));
+    std::wstring missing;
+    EXPECT_TRUE(log.InOrder({L"(##) CPrintUtil::DeleteAllPrintJobs(" + m_queue + L") failed with error " + failed,
+                             L"(##) DeletePrinterDriverEx(ZQ MFP Printer) failed with err = 87",
+                             L"(##) CPrintUtil::UninstallPrinterDriver(ZQ MFP Printer) failed with error " + failed,
+                             L"(##) CPrintUtil::DeleteAllPrintJobs() failed with error "
+                                 + std::to_wstring(static_cast<int>(DM_E_INVALID_ARGUMENT)),
+                             L"(I0) CPrintUtil::UninstallPrinterDriver(ZQ MFP Fax) device not found"},
+                            &missing))
+        << Narrow(missing) << "\n" << Narrow(log.Text());
+    DeletePrinterDriverExW(nullptr, nullptr, const_cast<wchar_t*>(L"ZQ MFP Printer"), 0, 0);
+}
+
+TEST_F(USBDevices, FaxDriverThatAsksForARestartEndsUninstallWithRebootRequired)
+{
+    ASSERT_TRUE(devicemanager_test::InstallDriver(L"ZQ MFP Fax", L""));
+    CUSBDevice device;
+    ASSERT_EQ(0u, device.Init(L"MFP0001", nullptr));
+    WineSpooler spooler;
+    spooler.answerJobs = true;
+    spooler.driverDeleteError = 3010;
+    doubles::ApiOverride<QVWinApi::ISpoolerApi> override(g_pSpoolerApi, spooler);
+    doubles::ModuleLogFile log(g_pDeviceManagerLibLog, L"uninstallfax");
+    EXPECT_EQ(DM_E_REBOOT_REQUIRED, device.Uninstall(nullptr));
+    EXPECT_EQ(1u, log.Count(L"(I0) CPrintUtil::UninstallPrinterDriver(ZQ MFP Fax) requires reboot")) << Narrow(log.Text());
+    EXPECT_EQ(1u, log.Count(L"(##) CPrintUtil::UninstallPrinterDriver(ZQ MFP Printer) failed with error "
+                        + std::to_wstring(static_cast<int>(DM_E_NOT_FOUND))));
+    DeletePrinterDriverExW(nullptr, nullptr, const_cast<wchar_t*>(L"ZQ MFP Fax"), 0, 0);
 }
 
 TEST(USBDeviceIds, InitWithUSB0001OfSevenCharactersIsTakenForASerialNumber)
