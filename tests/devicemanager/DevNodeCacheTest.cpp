@@ -5,6 +5,7 @@
 
 #include "DescribedTree.h"
 #include "devicemanager/CDevNodeManager.h"
+#include "devicemanager/CUSBDevices.h"
 #include "devicemanager/DeviceManagerTypes.h"
 #include "doubles/ModuleLogFile.h"
 #include "logging/LogModules.h"
@@ -179,6 +180,28 @@ TEST(DevNodeCache, ConfigurationManagerCallFailingHalfwayThroughARebuildLosesOne
     }
     EXPECT_EQ(1u, lost) << Narrow(log.Text());
     EXPECT_EQ(tree.Api().m_setsMade.load(), tree.Api().m_setsDestroyed.load()) << "no set left open";
+}
+
+}  // namespace
+
+namespace {
+
+TEST(DevNodeCacheScale, TwoHundredDevicesAreEnumeratedOnOneReadingOfTheTree)
+{
+    DescribedTree tree(DeviceTree().ManyPrinters(200));
+    ASSERT_EQ(L"", tree.Error());
+    CUSBDevices devices;
+    ASSERT_EQ(0u, devices.GetInstalledDevices(nullptr));
+    size_t described = 0;
+    for (unsigned long i = 0; i < devices.GetCount(); ++i) {
+        described += devices.GetDevice(i)->GetSerialNumber().rfind(L"ZQS", 0) == 0 ? 1 : 0;
+        EXPECT_TRUE(devices.GetDevice(i)->HasFunction(FUNCTION_TYPE_PRINT));
+    }
+    EXPECT_EQ(200u, described);
+    EXPECT_EQ(1, tree.Api().m_allClassLists.load()) << "one reading of the tree for all devices";
+    ASSERT_EQ(0u, devices.GetInstalledDevices(nullptr));
+    EXPECT_EQ(1, tree.Api().m_allClassLists.load()) << "the warm cache reads nothing again";
+    EXPECT_EQ(tree.Api().m_setsMade.load(), tree.Api().m_setsDestroyed.load());
 }
 
 }  // namespace
