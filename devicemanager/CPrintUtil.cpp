@@ -38,13 +38,14 @@ wchar_t* Text(const wchar_t* text)
     return const_cast<wchar_t*>(text);
 }
 
-// Counts of jobs in the queue's first place: the bytes the spooler needs
-// for one job, 0 for an empty queue; false when it can't tell.
-bool JobsSize(HANDLE printer, DWORD& needed)
+// The bytes the spooler needs for the queue's first job: 0 for an empty
+// queue, and for a listing that failed without telling a size.
+DWORD JobsSize(HANDLE printer)
 {
+    DWORD needed = 0;
     DWORD returned = 0;
-    needed = 0;
-    return g_pSpoolerApi->EnumJobsW(printer, 0, 1, 1, nullptr, 0, &needed, &returned) || needed != 0;
+    g_pSpoolerApi->EnumJobsW(printer, 0, 1, 1, nullptr, 0, &needed, &returned);
+    return needed;
 }
 
 }  // namespace
@@ -218,7 +219,7 @@ unsigned long CPrintUtil::DeleteAllPrintJobs(const wchar_t* printerName)
         }
         for (int poll = 0; poll < kPurgePolls && needed != 0; ++poll) {
             g_pKernelApi->Sleep(kPurgePollMs);
-            JobsSize(printer, needed);
+            needed = JobsSize(printer);
         }
     }
     Close(printer);
