@@ -16,6 +16,7 @@
 #include "devicemanager/CUSBDevices.h"
 #include "devicemanager/DeviceManagerTypes.h"
 #include "doubles/ModuleLogFile.h"
+#include "doubles/ScriptedProgress.h"
 #include "logging/LogModules.h"
 #include "resolver/SpoolerQueues.h"
 
@@ -255,6 +256,33 @@ TEST_F(USBDevices, FaxDriverThatAsksForARestartEndsUninstallWithRebootRequired)
     EXPECT_EQ(1u, log.Count(L"(##) CPrintUtil::UninstallPrinterDriver(ZQ MFP Printer) failed with error "
                         + std::to_wstring(static_cast<int>(DM_E_NOT_FOUND))));
     DeletePrinterDriverExW(nullptr, nullptr, const_cast<wchar_t*>(L"ZQ MFP Fax"), 0, 0);
+}
+
+TEST_F(USBDevices, ProgressThatSaysStopCancelsAndAReportedPhaseIsSeen)
+{
+    doubles::ScriptedProgress watching;
+    CUSBDevices devices;
+    ASSERT_EQ(0u, devices.GetInstalledDevices(&watching));
+    ASSERT_FALSE(watching.percents.empty());
+    EXPECT_EQ(8u, watching.codes.front()) << "the enumeration's phase";
+    EXPECT_LE(watching.percents.back(), 100.0);
+
+    doubles::ScriptedProgress stopAtOnce([](double, unsigned long) { return false; });
+    EXPECT_EQ(DM_E_CANCELLED, devices.GetInstalledDevices(&stopAtOnce));
+    EXPECT_EQ(0u, devices.GetCount());
+
+    // Stopped in its first phase, a refresh still reads the container id.
+    CUSBDevice device;
+    ASSERT_EQ(0u, device.Init(L"MFP0001", nullptr));
+    doubles::ScriptedProgress stop([](double, unsigned long) { return false; });
+    EXPECT_EQ(DM_E_CANCELLED, device.Refresh(&stop));
+    EXPECT_EQ(std::vector<unsigned long>{4u}, stop.codes);
+    EXPECT_EQ(L"{8A0E5D34-0000-4000-8000-00000000F00D}", device.GetContainerID());
+    EXPECT_TRUE(device.HasFunction(FUNCTION_TYPE_PRINT)) << "the functions stay as they were";
+
+    doubles::ScriptedProgress stopLater([](double, unsigned long code) { return code != 6; });
+    EXPECT_EQ(DM_E_CANCELLED, device.Uninstall(&stopLater));
+    EXPECT_TRUE(device.IsInstalled());
 }
 
 TEST(USBDeviceIds, InitWithUSB0001OfSevenCharactersIsTakenForASerialNumber)
