@@ -6,6 +6,7 @@
 #include "devicemanager/CDeviceT.h"
 #include "devicemanager/CDevicesT.h"
 #include "devicemanager/CDevNode.h"
+#include "devicemanager/CDevNodeManager.h"
 #include "doubles/VtableSlots.h"
 
 using namespace QVDeviceManager;
@@ -109,6 +110,12 @@ TEST(DeviceObjects, FunctionInterfaceHasItsOperationsInOrderWithTheDestructorFif
         EXPECT_EQ(i, getters[i]);
     }
     doubles::ExpectSlotRun<F>({SlotOf(&F::Init), SlotOf(&F::Clear)}, 6);
+}
+
+TEST(DeviceObjects, NodeManagerHasTheDestructorFirstAndThenItsThreeOperations)
+{
+    using M = CDevNodeManager;
+    doubles::ExpectSlotRun<M>({SlotOf(&M::GetDevices), SlotOf(&M::GetDeviceChildren), SlotOf(&M::UninstallDevice)}, 2);
 }
 
 TEST(DeviceObjects, FunctionTakesANullTextAsEmptyAndClearsItsTexts)
