@@ -3,11 +3,15 @@
 
 #include <windows.h>
 
+#include <atomic>
+#include <set>
+
 #include "DescribedTree.h"
 #include "devicemanager/CDevNodeManager.h"
 #include "devicemanager/CUSBDevices.h"
 #include "devicemanager/DeviceManagerTypes.h"
 #include "doubles/ModuleLogFile.h"
+#include "winapi/CKernelApi.h"
 #include "logging/LogModules.h"
 
 using namespace QVDeviceManager;
@@ -52,33 +56,77 @@ DWORD WINAPI Walk(void* argument)
     return 0;
 }
 
+// Critical sections that wait a millisecond once taken, so that two threads
+// taking two of them in opposite orders do meet; each thread's nesting of
+// the cache's two sections is noted. The cache makes its parents lock
+// first, then its children lock.
+class LockOrderKernel : public QVWinApi::CKernelApi {
+public:
+    void InitializeCriticalSection(LPCRITICAL_SECTION section) override
+    {
+        QVWinApi::CKernelApi::InitializeCriticalSection(section);
+        (parents == nullptr ? parents : children) = section;
+    }
+    void EnterCriticalSection(LPCRITICAL_SECTION section) override
+    {
+        if (section == parents && Held().count(children) != 0) {
+            childrenThenParents = true;
+        }
+        QVWinApi::CKernelApi::EnterCriticalSection(section);
+        Held().insert(section);
+        QVWinApi::CKernelApi::Sleep(1);
+    }
+    void LeaveCriticalSection(LPCRITICAL_SECTION section) override
+    {
+        Held().erase(section);
+        QVWinApi::CKernelApi::LeaveCriticalSection(section);
+    }
+
+    LPCRITICAL_SECTION parents = nullptr;
+    LPCRITICAL_SECTION children = nullptr;
+    std::atomic<bool> childrenThenParents{false};
+
+private:
+    static std::multiset<LPCRITICAL_SECTION>& Held()
+    {
+        thread_local std::multiset<LPCRITICAL_SECTION> held;
+        return held;
+    }
+};
+
 TEST(DevNodeCache, TwoThreadsTakingBothLocksDoNotDeadlock)
 {
     DescribedTree tree(DeviceTree().CompositeMFP(L"VID_1234&PID_5679", L"MFP0002", L"USB004", L"USB005"));
     ASSERT_EQ(L"", tree.Error());
-    CDevNodeCache cache;
+    LockOrderKernel kernel;
+    doubles::ApiOverride<QVWinApi::IKernelApi> slowLocks(g_pKernelApi, kernel);
+    // On a deadlock a terminated thread still holds a lock: the cache is
+    // then left as it is, never used or destroyed again.
+    auto* cache = new CDevNodeCache;
+    ASSERT_NE(nullptr, kernel.children);
     const DEVINST device = tree.Node(tree.Tree().Nodes()[0].instanceId).GetHandle();
     const DEVINST child = tree.Node(tree.Tree().Nodes()[1].instanceId).GetHandle();
-    Walker rebuilder{&cache, device, child, true, 15};
-    Walker rebuilder2{&cache, device, child, true, 15};
-    Walker reader{&cache, device, child, false, 400};
-    HANDLE threads[3] = {CreateThread(nullptr, 0, Walk, &rebuilder, 0, nullptr),
-                         CreateThread(nullptr, 0, Walk, &rebuilder2, 0, nullptr),
+    Walker rebuilder{cache, device, child, true, 4};
+    Walker reader{cache, device, child, false, 40};
+    HANDLE threads[2] = {CreateThread(nullptr, 0, Walk, &rebuilder, 0, nullptr),
                          CreateThread(nullptr, 0, Walk, &reader, 0, nullptr)};
-    // Locks taken in two orders would leave the threads waiting on each other.
-    const DWORD waited = WaitForMultipleObjects(3, threads, TRUE, 60000);
-    EXPECT_EQ(WAIT_OBJECT_0, waited) << "the threads did not finish: a deadlock";
+    // Locks taken in two orders leave the threads waiting on each other.
+    const DWORD waited = WaitForMultipleObjects(2, threads, TRUE, 60000);
     if (waited != WAIT_OBJECT_0) {
         for (HANDLE thread : threads) {
             TerminateThread(thread, 1);
+            CloseHandle(thread);
         }
+        FAIL() << "the threads did not finish in 60 s: a deadlock";
     }
     for (HANDLE thread : threads) {
         CloseHandle(thread);
     }
+    EXPECT_FALSE(kernel.childrenThenParents) << "the parents lock was taken under the children lock";
     DEVINST parent = 0;
-    ASSERT_TRUE(cache.GetParent(child, parent, nullptr));
+    ASSERT_TRUE(cache->GetParent(child, parent, nullptr));
     EXPECT_EQ(device, parent);
+    delete cache;
 }
 
 TEST(DevNodeCache, WarmCacheAnswersLookupsWithoutAskingThePlatform)
