@@ -24,7 +24,7 @@ namespace doubles {
 // device handles (DevInst) live only as long as the set that made them,
 // while the platform's stay valid for the session. So the double hands out
 // one handle per instance id, answers properties from the node's real
-// "Enum" key (through SetupDi, which reads it), and status and problem
+// "Enum" key (the values Wine's SetupDi reads and writes), and status and problem
 // from the description. It also counts the calls, and can fail one.
 class DescribedSetupApi : public QVWinApi::CSetupApi {
 public:
@@ -130,29 +130,26 @@ public:
         if (failing != m_failProperty.end() && failing->second == property) {
             return CR_FAILURE;
         }
-        const HDEVINFO set = ::SetupDiCreateDeviceInfoList(nullptr, nullptr);
-        SP_DEVINFO_DATA data = {};
-        data.cbSize = sizeof data;
-        CONFIGRET result = CR_NO_SUCH_DEVINST;
-        if (::SetupDiOpenDeviceInfoW(set, id.c_str(), nullptr, 0, &data)) {
-            DWORD needed = 0;
-            DWORD valueType = 0;
-            if (::SetupDiGetDeviceRegistryPropertyW(set, &data, property - 1, &valueType, static_cast<BYTE*>(buffer),
-                                                    buffer ? *length : 0, &needed)) {
-                result = CR_SUCCESS;
-                *length = needed;
-            } else if (::GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
-                result = CR_BUFFER_SMALL;
-                *length = needed;
-            } else {
-                result = CR_NO_SUCH_VALUE;
-            }
-            if (type != nullptr) {
-                *type = valueType;
-            }
+        const wchar_t* name = ValueName(property);
+        HKEY key = nullptr;
+        if (name == nullptr) {
+            return CR_INVALID_PROPERTY;
         }
-        ::SetupDiDestroyDeviceInfoList(set);
-        return result;
+        if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kEnum + id).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+            return CR_NO_SUCH_DEVINST;
+        }
+        DWORD valueType = 0;
+        DWORD size = buffer ? *length : 0;
+        const LSTATUS read = ::RegQueryValueExW(key, name, nullptr, &valueType, static_cast<BYTE*>(buffer), &size);
+        ::RegCloseKey(key);
+        if (read == ERROR_FILE_NOT_FOUND) {
+            return CR_NO_SUCH_VALUE;
+        }
+        if (type != nullptr) {
+            *type = valueType;
+        }
+        *length = size;
+        return read == ERROR_SUCCESS && buffer != nullptr ? CR_SUCCESS : CR_BUFFER_SMALL;
     }
     HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent, DWORD flags) override
     {
@@ -229,14 +226,38 @@ private:
         id = m_ids[handle - 1];
         return true;
     }
+    // A node is registered while its key below "Enum" exists.
     static bool Exists(const std::wstring& id)
     {
-        const HDEVINFO set = ::SetupDiCreateDeviceInfoList(nullptr, nullptr);
-        SP_DEVINFO_DATA data = {};
-        data.cbSize = sizeof data;
-        const bool found = ::SetupDiOpenDeviceInfoW(set, id.c_str(), nullptr, 0, &data) != FALSE;
-        ::SetupDiDestroyDeviceInfoList(set);
-        return found;
+        HKEY key = nullptr;
+        if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kEnum + id).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+            return false;
+        }
+        ::RegCloseKey(key);
+        return true;
+    }
+    // The value below the node's "Enum" key that holds a property, as
+    // Wine's SetupDi keeps them.
+    static const wchar_t* ValueName(ULONG property)
+    {
+        switch (property) {
+        case CM_DRP_HARDWAREID:
+            return L"HardwareID";
+        case CM_DRP_COMPATIBLEIDS:
+            return L"CompatibleIDs";
+        case CM_DRP_SERVICE:
+            return L"Service";
+        case CM_DRP_CLASSGUID:
+            return L"ClassGUID";
+        case CM_DRP_DRIVER:
+            return L"Driver";
+        case CM_DRP_CONFIGFLAGS:
+            return L"ConfigFlags";
+        case CM_DRP_FRIENDLYNAME:
+            return L"FriendlyName";
+        default:
+            return nullptr;
+        }
     }
     // Wine's handle of the set replaced by the one of the instance id.
     bool Stable(HDEVINFO set, PSP_DEVINFO_DATA data)
@@ -248,6 +269,8 @@ private:
         data->DevInst = HandleOf(id);
         return true;
     }
+
+    static constexpr const wchar_t* kEnum = L"System\\CurrentControlSet\\Enum\\";
 
     std::mutex m_lock;
     std::map<std::wstring, DEVINST> m_handles;
