@@ -4,7 +4,7 @@
 // named markers instead ("ops <id> <n>"), for a wineserver request trace.
 //
 //   orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] [--seconds S]
-//                [--count] [stream] [http] [trace] [resolve] [memory]
+//                [--count] [stream] [http] [trace] [resolve] [memory] [devices]
 #include <winsock2.h>
 #include <windows.h>
 
@@ -22,6 +22,8 @@
 #include "LogLineCase.h"
 #include "NamedMutexCase.h"
 #include "RawSocketCase.h"
+#include "DescribedDevices.h"
+#include "DeviceEnumerationCase.h"
 #include "ResolveCase.h"
 #include "SpoolerQueueSet.h"
 #include "StreamCase.h"
@@ -61,14 +63,14 @@ bool Parse(int argc, char** argv, Options& options)
         } else if (arg == "--count") {
             options.counting = true;
         } else if (arg == "stream" || arg == "http" || arg == "trace" || arg == "resolve"
-                   || arg == "memory") {
+                   || arg == "memory" || arg == "devices") {
             options.groups.insert(arg);
         } else {
             return false;
         }
     }
     if (options.groups.empty()) {
-        options.groups = {"stream", "http", "trace", "resolve", "memory"};
+        options.groups = {"stream", "http", "trace", "resolve", "memory", "devices"};
     }
     return options.sinkPort != 0 && options.runs >= 1;
 }
@@ -158,6 +160,16 @@ public:
         return true;
     }
 
+    // 200 described USB printers enumerated with their functions, the node
+    // cache emptied before each enumeration or kept.
+    bool Devices()
+    {
+        const bench::RunLength length{0, m_options.seconds};
+        bench::DescribedDevices devices(200);
+        return Group(length, Make<bench::DeviceEnumerationCase>(1, "devices.200.ours", &devices, false, 200UL),
+                     Make<bench::DeviceEnumerationCase>(1, "devices.200.cold", &devices, true, 200UL));
+    }
+
     bool Memory()
     {
         if (m_options.counting) {
@@ -193,7 +205,7 @@ int main(int argc, char** argv)
     Options options;
     if (!Parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] "
-                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory]\n");
+                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory] [devices]\n");
         return 2;
     }
     WSADATA data;
@@ -218,6 +230,9 @@ int main(int argc, char** argv)
     }
     if (options.groups.count("memory")) {
         ok = bench.Memory() && ok;
+    }
+    if (options.groups.count("devices")) {
+        ok = bench.Devices() && ok;
     }
     WSACleanup();
     return ok ? 0 : 1;

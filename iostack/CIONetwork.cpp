@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "devicemanager/INetworkDevice.h"
 #include "iostack/CIOSecureT.h"
 #include "logging/LogTrace.h"
 #include "utils/CProgressAggregator.h"

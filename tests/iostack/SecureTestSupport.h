@@ -2,7 +2,8 @@
 
 #include <string>
 
-#include "devicemanager/IDevice.h"
+#include "devicemanager/CDeviceT.h"
+#include "devicemanager/CDevNode.h"
 #include "http/CHTTPClient.h"
 #include "iostack/CIOSecureT.h"
 
@@ -35,13 +36,9 @@ public:
 };
 
 // A device with one function whose address it gives after a refresh.
-class FakeDevice : public QVDeviceManager::INetworkDevice, public QVDeviceManager::IDeviceFunction {
+class FakeDevice : public QVDeviceManager::CDeviceT<QVDeviceManager::INetworkDevice>,
+                   public QVDeviceManager::IDeviceFunction {
 public:
-    unsigned long GetNetworkDevice(INetworkDevice** out) override
-    {
-        *out = this;
-        return 0;
-    }
     unsigned long GetFunction(QVDeviceManager::FUNCTION_TYPE, QVDeviceManager::IDeviceFunction** out) override
     {
         *out = this;
@@ -53,6 +50,20 @@ public:
 
     unsigned long refreshStatus = 0;
     std::wstring address = L"192.0.2.9:7627";
+
+private:
+    // Not asked of it by a connection.
+    unsigned long Init(const wchar_t*, QVUtils::IProgress*) override { return 0; }
+    unsigned long Init(const QVDeviceManager::CDevNode&, QVUtils::IProgress*) override { return 0; }
+    bool IsInstalled() override { return true; }
+    bool IsOnline() override { return true; }
+    QVDeviceManager::CONNECTION_TYPE GetConnectionType() override { return QVDeviceManager::CONNECTION_TYPE_NETWORK; }
+    unsigned long Install(QVUtils::IProgress*) override { return 0; }
+    unsigned long Uninstall(QVUtils::IProgress*) override { return 0; }
+    const std::wstring& GetFriendlyName() override { return address; }
+    const std::wstring& GetDriverName() override { return address; }
+    void Init(const wchar_t*, const wchar_t*, const wchar_t*) override {}
+    void Clear() override {}
 };
 
 }  // namespace iostack_test
