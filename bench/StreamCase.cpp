@@ -15,7 +15,13 @@ bool StreamCase::Begin()
     }
     address->CreateStream(Port(), &m_stream);
     address->Dispose();
-    return m_stream != nullptr && m_stream->Open() == 0;
+    if (m_stream == nullptr || m_stream->Open() != 0) {
+        return false;
+    }
+    // The connection's first transfer makes the event it keeps for that
+    // direction: the rows are of the calls after it, as a raw loop's are of
+    // the calls after its own event was made.
+    return Step() != 0;
 }
 
 unsigned long long StreamCase::Step()
