@@ -15,10 +15,10 @@ class CDiscoveryServerWSD : public CDiscoveryServer {
 public:
     // Receives the provider's notifications for one search; lives on the
     // stack of the main discovery thread, so a count of zero frees nothing.
+    // Its table holds the provider's seven operations and nothing more.
     class CDiscoveryNotifyClient : public IWSDiscoveryProviderNotify {
     public:
         explicit CDiscoveryNotifyClient(const DiscoveryThreadArgs& args);
-        virtual ~CDiscoveryNotifyClient() = default;
         CDiscoveryNotifyClient(const CDiscoveryNotifyClient&) = delete;
         CDiscoveryNotifyClient& operator=(const CDiscoveryNotifyClient&) = delete;
 

@@ -24,6 +24,7 @@
 #include "discovery/ProviderDouble.h"
 #include "doubles/ApiOverride.h"
 #include "doubles/ModuleLogFile.h"
+#include "doubles/VtableSlots.h"
 #include "logging/LogModules.h"
 #include "winapi/CComApi.h"
 
@@ -566,6 +567,16 @@ TEST(SystemServerNotify, AnswersForItsTwoInterfacesOnlyAndOutlivesACountOfZero)
     EXPECT_EQ(1u, notify.Release());
     EXPECT_EQ(0u, notify.Release());
     EXPECT_EQ(1u, notify.AddRef());
+}
+
+TEST(SystemServerNotify, OperationsInTheProvidersSlotOrderAndNoOther)
+{
+    using Notify = SystemServerType::CDiscoveryNotifyClient;
+    using doubles::SlotOf;
+    doubles::ExpectSlotRun<Notify>({SlotOf(&Notify::QueryInterface), SlotOf(&Notify::AddRef), SlotOf(&Notify::Release),
+                                    SlotOf(&Notify::Add), SlotOf(&Notify::Remove), SlotOf(&Notify::SearchFailed),
+                                    SlotOf(&Notify::SearchComplete)},
+                                   0);
 }
 
 TEST(SystemServerNotify, OutcomeOfTheFlags)
