@@ -290,9 +290,7 @@ std::function<void(IWSDiscoveryProviderNotify*, const std::wstring&)> Failed(HRE
 }
 
 RedirectedWsdapi::RedirectedWsdapi(const wchar_t* replacement)
-    : m_path(wcschr(replacement, L'\\') == nullptr && _wcsicmp(replacement, kStandInName) == 0
-                 ? BesideTheProgram(replacement)
-                 : replacement)
+    : m_path(_wcsicmp(replacement, kStandInName) == 0 ? BesideTheProgram(replacement) : replacement)
 {
 }
 

@@ -136,9 +136,10 @@ std::function<void(IWSDiscoveryProviderNotify*, const std::wstring&)> RemoveOf(F
 std::function<void(IWSDiscoveryProviderNotify*, const std::wstring&)> Complete();
 std::function<void(IWSDiscoveryProviderNotify*, const std::wstring&)> Failed(HRESULT hr);
 
-// The kernel with "wsdapi.dll" loaded from `replacement` instead (a file
-// name beside the test program, or a system DLL's name), counting loads and
-// the frees of what it loaded; every other call reaches the platform.
+// The kernel with "wsdapi.dll" loaded from `replacement` instead (the
+// stand-in beside the test program, another DLL's name or a path),
+// counting loads and the frees of what it loaded; every other call reaches
+// the platform. A double because the name the library asks for is fixed.
 class RedirectedWsdapi : public QVWinApi::CKernelApi {
 public:
     explicit RedirectedWsdapi(const wchar_t* replacement);
