@@ -41,7 +41,8 @@ bool CDiscoveryServerWSD::LoadWSDLibrary()
     if (m_hWsdapi == nullptr) {
         m_hWsdapi = g_pKernelApi->LoadLibraryW(L"wsdapi.dll");
         if (m_hWsdapi == nullptr) {
-            QV_LOG_ERROR(L"Unable to LoadLibrary \"wsdapi.dll\", GetLastError=(%d)", static_cast<int>(::GetLastError()));
+            QV_LOG_ERROR(L"Unable to LoadLibrary \"wsdapi.dll\", GetLastError=(%d)",
+                         static_cast<int>(::GetLastError()));
             return false;
         }
     }

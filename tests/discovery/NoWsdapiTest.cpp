@@ -58,7 +58,8 @@ TEST_F(WithoutWsdapi, TheOwnServerIsChosenAndFindsADeviceByAddress)
     HttpDevicePeer web("127.0.18.64", [](const std::string& request) {
         return HttpReply(Incoming(MessageIdHeader("uuid:reply-64") + RelatesToHeader(MessageIdOf(request))
                                       + ActionHeader("ProbeMatches"),
-                                  "<d:ProbeMatches><d:ProbeMatch>" + Children("urn:uuid:own-64", Extension("uuid:own-64"))
+                                  "<d:ProbeMatches><d:ProbeMatch>"
+                                      + Children("urn:uuid:own-64", Extension("uuid:own-64"))
                                       + "</d:ProbeMatch></d:ProbeMatches>"));
     });
     ASSERT_TRUE(web.Listening());
