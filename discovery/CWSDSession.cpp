@@ -24,7 +24,9 @@ CWSDSession::CWSDSession() : m_cache(kCacheCapacity)
     QV_LOG_FUNCTION(g_pDiscoveryLibLog, L"QVDiscovery::CWSDSession::CWSDSession");
     soap_init(&m_soap);
     soap_set_namespaces(&m_soap, g_WSDNamespaces);
-    m_soap.mode = m_soap.imode = m_soap.omode = SOAP_IO_UDP;
+    // Texts stay UTF-8 both ways, as on the wire: without SOAP_C_UTFSTRING
+    // gSOAP reads them into Latin-1 and writes them out as if they were.
+    m_soap.mode = m_soap.imode = m_soap.omode = SOAP_IO_UDP | SOAP_C_UTFSTRING;
     // The receive path is only entered when the read event says that data
     // is there, and must never wait: -1 is one microsecond to gSOAP.
     m_soap.recv_timeout = -1;

@@ -5,12 +5,12 @@
 #include <new>
 #include <set>
 
+#include "discovery/CDiscoveryServerWSD.h"
 #include "discovery/CDiscoveryServerXpWSD.h"
 #include "discovery/CWSDSession.h"
 
 #include "discovery/DiscoveryStatus.h"
 #include "logging/LogTrace.h"
-#include "winapi/IKernelApi.h"
 #include "winapi/IWinSockApi.h"
 
 QV_LOG_SOURCE_FILE()
@@ -22,18 +22,6 @@ namespace {
 // Used from one thread at a time, as the callers are expected to.
 long g_lInitCount = 0;
 std::set<IDiscoveryServer*> g_servers;
-
-// Whether the system offers a WS-Discovery provider.
-bool HasSystemProvider()
-{
-    const HMODULE wsdapi = g_pKernelApi->LoadLibraryW(L"wsdapi.dll");
-    if (wsdapi == nullptr) {
-        return false;
-    }
-    const bool found = g_pKernelApi->GetProcAddress(wsdapi, "WSDCreateDiscoveryProvider") != nullptr;
-    g_pKernelApi->FreeLibrary(wsdapi);
-    return found;
-}
 
 }  // namespace
 
@@ -83,14 +71,17 @@ unsigned long CreateDiscoveryServer(unsigned long, IDiscoveryServer** server)
     if (server == nullptr) {
         return DISCOVERY_E_INVALIDARG;
     }
-    if (HasSystemProvider()) {
-        // The server on the system's provider is not part of this build.
-        QV_LOG_ERROR(L"System WS-Discovery server not available");
-        return DISCOVERY_E_INTERNAL;
-    }
     IDiscoveryServer* made = nullptr;
     try {
-        made = new CDiscoveryServerXpWSD<CWSDSession>();
+        // The system's provider whenever "wsdapi.dll" offers it; nothing
+        // else chooses.
+        auto* system = new CDiscoveryServerWSD();
+        if (system->LoadWSDLibrary()) {
+            made = system;
+        } else {
+            delete system;
+            made = new CDiscoveryServerXpWSD<CWSDSession>();
+        }
         g_servers.insert(made);
     } catch (...) {
         delete made;

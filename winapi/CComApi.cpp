@@ -2,6 +2,11 @@
 
 namespace QVWinApi {
 
+HRESULT CComApi::CoInitialize(LPVOID pvReserved)
+{
+    return ::CoInitialize(pvReserved);
+}
+
 HRESULT CComApi::CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit)
 {
     return ::CoInitializeEx(pvReserved, dwCoInit);

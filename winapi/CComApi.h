@@ -9,6 +9,7 @@ class CComApi : public IComApi {
 public:
     constexpr CComApi() = default;
 
+    HRESULT CoInitialize(LPVOID pvReserved) override;
     HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit) override;
     void CoUninitialize() override;
     HRESULT CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext, REFIID riid,

@@ -12,6 +12,7 @@ namespace QVWinApi {
 // Operations in slot order, the destructor last.
 class IComApi {
 public:
+    virtual HRESULT CoInitialize(LPVOID pvReserved) = 0;
     virtual HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit) = 0;
     virtual void CoUninitialize() = 0;
     virtual HRESULT CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext,

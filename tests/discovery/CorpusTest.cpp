@@ -126,13 +126,14 @@ TEST_F(BadInput, EntitiesAreNotExpandedAndMemoryStaysBounded)
     EXPECT_LT(PeakWorkingSet() - before, 16u << 20);
 }
 
-// Bytes that are not UTF-8 pass the reader unchanged; turning wire text
-// into wide text is the device record's business.
-TEST_F(BadInput, InvalidUtf8PassesTheReaderUnchanged)
+// Texts are read as UTF-8 and kept so; bytes that are not UTF-8 are taken
+// one by one as Latin-1 characters and come out as UTF-8 like the rest, so
+// the message is read and the device record gets text it can convert.
+TEST_F(BadInput, InvalidUtf8IsReadAsLatin1)
 {
     ASSERT_TRUE(Deliver(CorpusFile("invalid-utf8.xml")));
     EXPECT_TRUE(Accepted());
-    EXPECT_STREQ("wine-\xff\xfe\xc3(publisher", hello.zqd__VendorExtension->dd__Hostname);
+    EXPECT_STREQ("wine-\xc3\xbf\xc3\xbe\xc3\x83(publisher", hello.zqd__VendorExtension->dd__Hostname);
 }
 
 TEST_F(BadInput, BinaryNoiseIsDropped)

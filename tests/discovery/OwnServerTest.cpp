@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "discovery/AdapterListDouble.h"
+#include "discovery/CDiscoveryServerWSD.h"
 #include "discovery/CDiscoveryServerXpWSD.h"
 #include "discovery/CWSDSession.h"
 #include "discovery/DiscoveryClients.h"
@@ -389,19 +390,23 @@ TEST_F(CreateDestroy, TermWithServersLeftDeletesThem)
     IDiscoveryServer* second = nullptr;
     ASSERT_EQ(DISCOVERY_OK, CreateDiscoveryServer(0, &first));
     ASSERT_EQ(DISCOVERY_OK, CreateDiscoveryServer(0, &second));
-    EXPECT_EQ(DISCOVERY_OK, TermDiscoveryLib());
+    // Each choice made and let go a server on the system's provider first.
     EXPECT_EQ(2u, log.Count(L"(->) CDiscoveryServer::~CDiscoveryServer"));
+    EXPECT_EQ(DISCOVERY_OK, TermDiscoveryLib());
+    EXPECT_EQ(4u, log.Count(L"(->) CDiscoveryServer::~CDiscoveryServer"));
     ASSERT_EQ(DISCOVERY_OK, InitDiscoveryLib());
     EXPECT_EQ(DISCOVERY_E_INVALIDARG, DestroyDiscoveryServer(first));
     EXPECT_EQ(DISCOVERY_OK, TermDiscoveryLib());
 }
 
-TEST_F(CreateDestroy, WineProviderIsFoundSoTheOwnServerIsNotChosen)
+TEST_F(CreateDestroy, WineProviderIsFoundSoTheSystemServerIsChosen)
 {
     ASSERT_EQ(DISCOVERY_OK, InitDiscoveryLib());
     IDiscoveryServer* server = nullptr;
-    EXPECT_EQ(DISCOVERY_E_INTERNAL, CreateDiscoveryServer(0, &server));
-    EXPECT_EQ(nullptr, server);
-    EXPECT_EQ(1u, log.Count(L"(##) System WS-Discovery server not available"));
+    ASSERT_EQ(DISCOVERY_OK, CreateDiscoveryServer(0, &server));
+    EXPECT_NE(nullptr, dynamic_cast<CDiscoveryServerWSD*>(server));
+    EXPECT_EQ(nullptr, dynamic_cast<OwnServer*>(server));
+    EXPECT_EQ(1u, log.Count(L"(->) CDiscoveryServerWSD::LoadWSDLibrary"));
+    EXPECT_EQ(DISCOVERY_OK, DestroyDiscoveryServer(server));
     EXPECT_EQ(DISCOVERY_OK, TermDiscoveryLib());
 }

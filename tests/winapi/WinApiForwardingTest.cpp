@@ -5,6 +5,7 @@
 #include <winspool.h>
 
 #include <string>
+#include <thread>
 
 #include "doubles/ApiOverride.h"
 #include "logging/CLogSettingsReader.h"
@@ -258,6 +259,26 @@ TEST(WinApiTest, DesktopWindowOfTheCertificateDialogIsThePlatformsOwn)
 {
     EXPECT_EQ(::GetDesktopWindow(), g_pWinInetApi->GetDesktopWindow());
     EXPECT_NE(nullptr, g_pWinInetApi->GetDesktopWindow());
+}
+
+// CoInitialize enters a single-threaded apartment: a second call counts, and
+// a multithreaded one no longer fits. On a thread of its own, so that the
+// apartment of the other tests' thread stays as it was.
+TEST(WinApiTest, ComApiCoInitializeEntersASingleThreadedApartment)
+{
+    HRESULT first = E_FAIL;
+    HRESULT second = E_FAIL;
+    HRESULT other = E_FAIL;
+    std::thread([&] {
+        first = g_pComApi->CoInitialize(nullptr);
+        second = g_pComApi->CoInitialize(nullptr);
+        other = g_pComApi->CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        g_pComApi->CoUninitialize();
+        g_pComApi->CoUninitialize();
+    }).join();
+    EXPECT_EQ(S_OK, first);
+    EXPECT_EQ(S_FALSE, second);
+    EXPECT_EQ(RPC_E_CHANGED_MODE, other);
 }
 
 TEST(WinApiTest, ComApiReachesTheComponentModel)

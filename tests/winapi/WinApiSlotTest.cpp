@@ -345,6 +345,7 @@ TEST(WinApiSlotTest, IWinInetApiHasItsOperationsInOrderAndTheDestructorLast)
 TEST(WinApiSlotTest, IComApiHasItsOperationsInOrderAndTheDestructorLast)
 {
     ExpectSlots<IComApi>({
+        SlotOf(&IComApi::CoInitialize),
         SlotOf(&IComApi::CoInitializeEx),
         SlotOf(&IComApi::CoUninitialize),
         SlotOf(&IComApi::CoCreateInstance),
@@ -355,5 +356,5 @@ TEST(WinApiSlotTest, IComApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IComApi::CLSIDFromString),
         SlotOf(&IComApi::SysAllocString),
         SlotOf(&IComApi::SysFreeString),
-    }, 11);
+    }, 12);
 }
