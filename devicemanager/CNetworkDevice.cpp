@@ -253,28 +253,24 @@ unsigned long CNetworkDevice::Refresh(QVUtils::IProgress* progress)
     return status;
 }
 
-unsigned long CNetworkDevice::Search(const std::vector<SearchStep>& steps, CNetworkDevice& target,
-                                     QVUtils::IProgress* progress)
+unsigned long CNetworkDevice::Search(const std::vector<SearchStep>&, CNetworkDevice&, QVUtils::IProgress*)
 {
     QV_LOG_FUNCTION(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::Search");
     // The device search (CDeviceDiscovery, a client of the discovery
     // library) is not part of the library yet: no step runs, and a refresh
     // or a port's rediscovery ends here with DM_E_NOT_SUPPORTED. It will run
-    // the steps in order into `target`, each step ending the search once a
-    // device answers.
-    (void)steps;
-    (void)target;
-    (void)progress;
+    // the steps in order into the target device, the first device that
+    // answers ending the search.
     logScope.m_errorCode = DM_E_NOT_SUPPORTED;
     return DM_E_NOT_SUPPORTED;
 }
 
-unsigned long CNetworkDevice::SaveAndReload(const wchar_t* caller)
+unsigned long CNetworkDevice::SaveAndReload()
 {
+    QV_LOG_FUNCTION(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::SaveAndReload");
     if (!IsInstalled()) {
         return 0;
     }
-    QV_LOG_FUNCTION(g_pDeviceManagerLibLog, caller);
     m_pIniFile->SetFileName(RecordPath(m_serialNumber));
     if (!SaveDeviceInfo()) {
         QV_LOG_ERROR(L"SaveDeviceInfo failed");
@@ -288,21 +284,29 @@ unsigned long CNetworkDevice::SaveAndReload(const wchar_t* caller)
 
 unsigned long CNetworkDevice::SetIPAddress(const wchar_t* address)
 {
+    QV_LOG_FUNCTION_PARAMS(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::SetIPAddress", L"%s",
+                           address ? address : L"");
     if (IsEmpty(address)) {
+        logScope.m_errorCode = DM_E_INVALID_ARGUMENT;
         return DM_E_INVALID_ARGUMENT;
     }
     m_strIPAddress = address;
     m_bOffSubNet = !QVUtils::CNetworkUtils::IsOnSubnet(address);
-    return SaveAndReload(L"QVDeviceManager::CNetworkDevice::SetIPAddress");
+    logScope.m_errorCode = SaveAndReload();
+    return logScope.m_errorCode;
 }
 
 unsigned long CNetworkDevice::SetHostName(const wchar_t* hostName)
 {
+    QV_LOG_FUNCTION_PARAMS(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::SetHostName", L"%s",
+                           hostName ? hostName : L"");
     if (IsEmpty(hostName)) {
+        logScope.m_errorCode = DM_E_INVALID_ARGUMENT;
         return DM_E_INVALID_ARGUMENT;
     }
     m_strHostName = hostName;
-    return SaveAndReload(L"QVDeviceManager::CNetworkDevice::SetHostName");
+    logScope.m_errorCode = SaveAndReload();
+    return logScope.m_errorCode;
 }
 
 void CNetworkDevice::SetMulticastEnabled(bool enabled)

@@ -90,7 +90,8 @@ private:
     unsigned long InitFromPort(const wchar_t* port, QVUtils::IProgress* progress);
     void AskMonitor(const wchar_t* port, std::wstring& ipAddress, std::wstring& hostName);
     unsigned long Search(const std::vector<SearchStep>& steps, CNetworkDevice& target, QVUtils::IProgress* progress);
-    unsigned long SaveAndReload(const wchar_t* caller);
+    // Saves an installed device's record and reads it back.
+    unsigned long SaveAndReload();
 
     QVUtils::CIniFile m_iniFile;
     QVUtils::IIniFile* m_pIniFile = &m_iniFile;

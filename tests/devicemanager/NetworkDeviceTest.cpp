@@ -15,6 +15,7 @@
 #include "devicemanager/CNetworkDevices.h"
 #include "devicemanager/DeviceManagerTypes.h"
 #include "doubles/ModuleLogFile.h"
+#include "doubles/ScriptedProgress.h"
 #include "logging/LogModules.h"
 #include "peers/TestKey.h"
 
@@ -244,6 +245,9 @@ TEST_F(NetworkRecords, ListingTakesEveryRecordThatLoadsAndPassesOverBrokenOnes)
     Written("NDLIST2", DeviceInfoLines("NDLIST2", "127.0.0.2", "b"));
     Written("NDLIST3", {"[DeviceInfo]", "SerialNumber=NDLIST3"});
     Written("NDLIST4", {});
+    // A record put aside under another extension is kept and not read.
+    const std::wstring aside = RecordPath(Serial(L"NDLIST5")) + L".off";
+    WriteBytes(aside, RecordText(DeviceInfoLines("NDLIST5", "127.0.0.5", "e")));
     CNetworkDevices devices;
     ASSERT_EQ(0u, devices.GetInstalledDevices(nullptr));
     CNetworkDevice* device = nullptr;
@@ -254,6 +258,8 @@ TEST_F(NetworkRecords, ListingTakesEveryRecordThatLoadsAndPassesOverBrokenOnes)
     EXPECT_EQ(L"127.0.0.2", device->GetIPAddress());
     EXPECT_EQ(DM_E_NOT_FOUND, devices.FindDevice(L"NDLIST3", &device));
     EXPECT_EQ(DM_E_NOT_FOUND, devices.FindDevice(L"NDLIST4", &device));
+    EXPECT_EQ(DM_E_NOT_FOUND, devices.FindDevice(L"NDLIST5", &device));
+    ::DeleteFileW(aside.c_str());
 }
 
 TEST_F(NetworkRecords, ConfigSectionGivesTheConfigurationFunctionItsAddressAndPort)
@@ -444,4 +450,26 @@ TEST_F(MonitorPorts, StandardTcpIpPortKeyGivesTheAddressWithoutAskingTheMonitor)
     EXPECT_EQ(DM_E_NOT_SUPPORTED, device.Init(L"ORV_STD_1", nullptr));
     EXPECT_EQ(0u, m_log.Count(L"(I0) Try XcvPort on ORV_STD_1"));
     EXPECT_EQ(1u, m_log.Count(L"(I0) Resolved IP address: 127.0.0.4"));
+}
+
+TEST_F(NetworkRecords, ProgressThatSaysStopCancelsTheListingAndTheRefresh)
+{
+    Written("NDSTOP1", DeviceInfoLines("NDSTOP1", "127.0.0.1", "a"));
+    doubles::ScriptedProgress watching;
+    CNetworkDevices devices;
+    ASSERT_EQ(0u, devices.GetInstalledDevices(&watching));
+    ASSERT_FALSE(watching.codes.empty());
+    EXPECT_EQ(9u, watching.codes.front()) << "the listing's phase";
+    EXPECT_LE(watching.percents.back(), 100.0);
+    doubles::ScriptedProgress stopAtOnce([](double, unsigned long) { return false; });
+    EXPECT_EQ(DM_E_CANCELLED, devices.GetInstalledDevices(&stopAtOnce));
+    EXPECT_EQ(0u, devices.GetCount());
+    // Stopped after the folder's listing, before the first record.
+    doubles::ScriptedProgress stopAfterListing([](double, unsigned long code) { return code == 9; });
+    EXPECT_EQ(DM_E_CANCELLED, devices.GetInstalledDevices(&stopAfterListing));
+    CNetworkDevice device;
+    ASSERT_EQ(0u, device.Init(L"NDSTOP1", nullptr));
+    doubles::ScriptedProgress stop([](double, unsigned long) { return false; });
+    EXPECT_EQ(DM_E_CANCELLED, device.Refresh(&stop));
+    EXPECT_EQ(std::vector<unsigned long>{4u}, stop.codes);
 }
