@@ -210,6 +210,7 @@ TEST_F(NetworkRecords, DiscoveryOfARecordedDeviceTakesItsAddressesAndKeepsTheRec
     EXPECT_EQ(2u, device.GetNetworkType());
     EXPECT_EQ(kGuid, device.GetGUID());
     EXPECT_EQ(L"00:11:22:33:44:55", device.GetMAC());
+    EXPECT_EQ(2u, m_log.Count(L"(I0) Serial number: NDIDENT")) << "the record's save, then this device";
     EXPECT_EQ(DeviceInfoLines("NDIDENT", "127.0.0.1", "tamrik-01", "true"), ReadLines(RecordPath(serial)))
         << "a discovery alone saves nothing";
 }
@@ -225,6 +226,9 @@ TEST_F(NetworkRecords, CollectionHoldsOneDevicePerSerialNumberAndRefusesAnEmptyO
     EXPECT_EQ(first, second);
     EXPECT_EQ(1u, devices.GetCount());
     EXPECT_EQ(L"127.0.0.2", first->GetIPAddress());
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, devices.AddDevice(Ptr(Announced(serial, L"", L"127.0.0.1", L"a")), nullptr, nullptr));
+    EXPECT_EQ(1u, m_log.Count(L"(##) CNetworkDevice::Init failed, err=-2081883401")) << "DM_E_INVALID_ARGUMENT";
+    EXPECT_EQ(1u, devices.GetCount());
     EXPECT_EQ(DM_E_INVALID_ARGUMENT, devices.AddDevice(Ptr(Announced(L"", kGuid, L"127.0.0.1", L"a")), nullptr, nullptr));
     EXPECT_EQ(DM_E_INVALID_ARGUMENT, devices.AddDevice(nullptr, nullptr, nullptr));
     CNetworkDevice* found = nullptr;
