@@ -24,6 +24,7 @@
 #include "RawSocketCase.h"
 #include "DescribedDevices.h"
 #include "DeviceEnumerationCase.h"
+#include "RecordListCase.h"
 #include "ResolveCase.h"
 #include "SpoolerQueueSet.h"
 #include "StreamCase.h"
@@ -63,14 +64,14 @@ bool Parse(int argc, char** argv, Options& options)
         } else if (arg == "--count") {
             options.counting = true;
         } else if (arg == "stream" || arg == "http" || arg == "trace" || arg == "resolve"
-                   || arg == "memory" || arg == "devices") {
+                   || arg == "memory" || arg == "devices" || arg == "records") {
             options.groups.insert(arg);
         } else {
             return false;
         }
     }
     if (options.groups.empty()) {
-        options.groups = {"stream", "http", "trace", "resolve", "memory", "devices"};
+        options.groups = {"stream", "http", "trace", "resolve", "memory", "devices", "records"};
     }
     return options.sinkPort != 0 && options.runs >= 1;
 }
@@ -170,6 +171,16 @@ public:
                      Make<bench::DeviceEnumerationCase>(1, "devices.200.cold", &devices, true, 200UL));
     }
 
+    // A folder of 1000 network device records listed with their devices,
+    // beside reading each file once.
+    bool Records()
+    {
+        const bench::RunLength length{0, m_options.seconds};
+        bench::RecordFolder folder(1000);
+        return Group(length, Make<bench::RecordListCase>(1, "records.1000.ours", &folder, true),
+                     Make<bench::RecordListCase>(1, "records.1000.read", &folder, false));
+    }
+
     bool Memory()
     {
         if (m_options.counting) {
@@ -205,7 +216,7 @@ int main(int argc, char** argv)
     Options options;
     if (!Parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] "
-                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory] [devices]\n");
+                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory] [devices] [records]\n");
         return 2;
     }
     WSADATA data;
@@ -233,6 +244,9 @@ int main(int argc, char** argv)
     }
     if (options.groups.count("devices")) {
         ok = bench.Devices() && ok;
+    }
+    if (options.groups.count("records")) {
+        ok = bench.Records() && ok;
     }
     WSACleanup();
     return ok ? 0 : 1;

@@ -81,4 +81,24 @@ bool CFileUtils::IsWindows7OrLater()
         && (info.dwMajorVersion >= 7 || (info.dwMajorVersion == 6 && info.dwMinorVersion > 0));
 }
 
+std::vector<std::wstring> CFileUtils::FindFiles(const std::wstring& folder, const wchar_t* pattern)
+{
+    QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CFileUtils::FindFiles");
+    std::vector<std::wstring> names;
+    WIN32_FIND_DATAW found = {};
+    const std::wstring filter = folder + L"\\" + pattern;
+    HANDLE search = g_pKernelApi->FindFirstFileW(filter.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
+        logScope.m_errorCode = ::GetLastError();
+        return names;
+    }
+    do {
+        if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            names.push_back(found.cFileName);
+        }
+    } while (g_pKernelApi->FindNextFileW(search, &found));
+    g_pKernelApi->FindClose(search);
+    return names;
+}
+
 }  // namespace QVUtils

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace QVUtils {
 
@@ -13,6 +14,9 @@ public:
     // Deletes a file, clearing its read-only attribute first.
     static bool DeleteFileW(const std::wstring& path);
     static bool IsWindows7OrLater();
+    // The names of the files of `folder` that match `pattern` ("*.ini"),
+    // in the platform's order; none for a missing folder.
+    static std::vector<std::wstring> FindFiles(const std::wstring& folder, const wchar_t* pattern);
 };
 
 }  // namespace QVUtils

@@ -64,6 +64,17 @@ private:
     const std::wstring& GetDriverName() override { return address; }
     void Init(const wchar_t*, const wchar_t*, const wchar_t*) override {}
     void Clear() override {}
+    const std::wstring& GetIPAddress() override { return address; }
+    const std::wstring& GetHostName() override { return address; }
+    const std::wstring& GetGUID() override { return address; }
+    const std::wstring& GetMAC() override { return address; }
+    unsigned long GetNetworkType() override { return 0; }
+    unsigned long SetIPAddress(const wchar_t*) override { return 0; }
+    unsigned long SetHostName(const wchar_t*) override { return 0; }
+    void SetMulticastEnabled(bool) override {}
+    bool GetMulticastEnabled() override { return true; }
+    void SetDefaultToSearchByIP(bool) override {}
+    bool GetDefaultToSearchByIP() override { return true; }
 };
 
 }  // namespace iostack_test

@@ -8,6 +8,12 @@
  *   ORV_REMOTE_NONAME    IP address 10.0.0.1 and host address "localhost"
  *   ORV_REMOTE_SHORT     success with only the port name's 128 bytes written
  *   WSD-...              "DeviceID": the device's identity
+ * and for the device manager's, as the family's discovery monitor:
+ *   ORV_DISCO_IP         "IsZQDiscoPort" 1, IP address 127.0.0.1
+ *   ORV_DISCO_HOST       "IsZQDiscoPort" 1, host address "localhost" only
+ *   ORV_DISCO_NOT        "IsZQDiscoPort" 0
+ * Their "GetConfigInfo" takes only a CONFIG_INFO_DATA_1 of version 1 and an
+ * answer buffer of a whole PORT_DATA_1 that names the port.
  * Any other command, or port, is refused. Built for the tests only. */
 #include <windows.h>
 #include <winspool.h>
@@ -21,6 +27,8 @@
 #define OFFSET_COMMUNITY 242
 #define OFFSET_IP 378
 #define OFFSET_PORT_NUMBER 952
+#define CONFIG_INFO_BYTES 132
+#define OFFSET_CONFIG_VERSION 128
 
 typedef struct {
     WCHAR port[256];
@@ -50,6 +58,38 @@ static void PutText(PBYTE out, size_t offset, const WCHAR* text)
     memcpy(out + offset, text, (wcslen(text) + 1) * sizeof(WCHAR));
 }
 
+static DWORD DiscoveryPort(const WCHAR* port, LPCWSTR command, PBYTE in, DWORD inBytes, PBYTE out,
+                           DWORD outBytes, PDWORD needed)
+{
+    if (wcscmp(command, L"IsZQDiscoPort") == 0) {
+        DWORD answer = wcscmp(port, L"ORV_DISCO_NOT") != 0;
+        *needed = sizeof answer;
+        if (outBytes < sizeof answer) {
+            return ERROR_INSUFFICIENT_BUFFER;
+        }
+        memcpy(out, &answer, sizeof answer);
+        return ERROR_SUCCESS;
+    }
+    if (wcscmp(command, L"GetConfigInfo") != 0) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    DWORD version = 0;
+    if (inBytes != CONFIG_INFO_BYTES || outBytes < PORT_DATA_BYTES) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    memcpy(&version, in + OFFSET_CONFIG_VERSION, sizeof version);
+    if (version != 1 || wcsncmp((const WCHAR*)out, port, 64) != 0) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    *needed = PORT_DATA_BYTES;
+    if (wcscmp(port, L"ORV_DISCO_HOST") == 0) {
+        PutText(out, OFFSET_HOST, L"localhost");
+    } else {
+        PutText(out, OFFSET_IP, L"127.0.0.1");
+    }
+    return ERROR_SUCCESS;
+}
+
 static DWORD WINAPI MonXcvDataPort(HANDLE handle, LPCWSTR command, PBYTE in, DWORD inBytes, PBYTE out,
                                    DWORD outBytes, PDWORD needed)
 {
@@ -62,6 +102,9 @@ static DWORD WINAPI MonXcvDataPort(HANDLE handle, LPCWSTR command, PBYTE in, DWO
         }
         memcpy(out, identity, sizeof identity);
         return ERROR_SUCCESS;
+    }
+    if (wcsncmp(port, L"ORV_DISCO_", 10) == 0) {
+        return DiscoveryPort(port, command, in, inBytes, out, outBytes, needed);
     }
     if (wcscmp(command, L"GetConfigInfo") != 0 || wcsncmp(port, L"ORV_REMOTE_", 11) != 0) {
         return ERROR_INVALID_PARAMETER;
