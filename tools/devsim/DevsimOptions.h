@@ -4,6 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "devsim/DiscoveryIdentity.h"
+
+namespace tools {
+class ArgumentParser;
+}
+
 namespace devsim {
 
 class DevsimOptions {
@@ -21,6 +27,12 @@ public:
     std::string user = "admin";
     std::string password = "orvane";
     unsigned long seconds = 0;
+    // Discoverable by WS-Discovery, with this identity.
+    bool wsd = false;
+    DiscoveryIdentity identity;
+
+private:
+    bool ParseIdentity(const tools::ArgumentParser& parser, std::string* error);
 };
 
 }  // namespace devsim
