@@ -55,6 +55,17 @@ GROUPS = [
       ("cold", "the same, node cache emptied before each")]),
     ("Memory, open streams", "private bytes per stream", "memory.stream",
      [("ours", "`Stream`, opened, per stream of 1000 more")]),
+    ("Discovery by type, 50 devices: found on IPv4 + IPv6 (target 100)", "devices", "discovery.found",
+     [("ours", "`orvane discover`, the library's own server"), ("raw", "raw Python multicast Probe")]),
+    ("Discovery by type, 50 devices: first device", "ms", "discovery.first",
+     [("ours", "`orvane discover`, from the command's start (Wine's start included)"),
+      ("raw", "raw Python multicast Probe, from the send")]),
+    ("Discovery by type, 50 devices: last device", "ms", "discovery.last",
+     [("ours", "`orvane discover`, from the command's start (Wine's start included)"),
+      ("raw", "raw Python multicast Probe, from the send")]),
+    ("Discovery by type, 50 devices: CPU time", "ms", "discovery.cpu",
+     [("ours", "`orvane discover`'s process, the whole 12 s search"),
+      ("raw", "raw Python multicast Probe, 12 s of listening")]),
 ]
 
 REQUEST = re.compile(r"^([0-9a-f]{4}): ([a-z_0-9]+)\( ")
@@ -163,7 +174,8 @@ class Report:
         ours, other = self.median(f"{prefix}.ours"), self.median(f"{prefix}.{variant}")
         if not ours or not other:
             return None
-        return other / ours if self.unit_of(prefix).startswith("ns") else ours / other
+        # Times: less is better, so the ratio is turned round.
+        return other / ours if self.unit_of(prefix).startswith(("ns", "ms")) else ours / other
 
     def table(self):
         lines = ["| Case | Figure | Median | Min | Max | Ours ÷ this | Round trips per op "
@@ -237,6 +249,12 @@ class Report:
                 lines.append(f"- Resolve among {count} queue{'s' if count > 1 else ''} ≤ 1.5× (the listing "
                              f"+ one thread start): {ours / 1000:,.0f} µs against {bound / 1000:,.0f} µs, "
                              f"{ours / (enum + thread):.2f}×, {met(ours <= bound)}.")
+        found = self.median("discovery.found.ours")
+        if found is not None:
+            raw = self.median("discovery.found.raw")
+            lines.append(f"- Discovery by type finds all 50 devices, each once per address family: "
+                         f"{found:.0f} of 100" + (f" (the raw Probe {raw:.0f})" if raw is not None else "")
+                         + f", {met(found >= 100)}.")
         seam_warm = self.seam.get("devices.200.ours")
         if seam_warm is not None:
             lines.append(f"- 200 USB devices, warm node cache: the tree asked nothing per device, "
@@ -397,6 +415,12 @@ class Report:
             "Trace: scopes of a library module (\"OrvaneAPI\") with no logging settings; a line "
             "of a module whose registry settings write informational lines with date, time, "
             "process and thread to a file, each line opened, appended and closed.",
+            "Discovery: two network namespaces joined by a veth pair; in one, a responder "
+            "(tests/peers/wsd_responder.py) serves 50 family devices on one IPv4 and one IPv6 "
+            "address, each reply sent twice as WS-Discovery repeats datagrams; in the other, "
+            "`orvane discover --json` searches by type for its full 12 s under a Wine prefix whose "
+            "server runs there, and a Python script sends one Probe to each group from plain "
+            "sockets. Found counts distinct identities per address family. One search each.",
             "Memory: the growth of private bytes while 1000 more streams are created and opened "
             "(each run adds 1000 to those already open). Wine leaves `PrivateUsage` at 0, so "
             "`PagefileUsage` (the process's resident anonymous memory under Wine) stands in. "
@@ -423,6 +447,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--native", required=True)
     parser.add_argument("--wine", required=True)
+    parser.add_argument("--discovery", help="result lines of bench/discovery.sh")
     parser.add_argument("--count", required=True)
     parser.add_argument("--trace", required=True)
     parser.add_argument("--seconds", type=float, default=0)
@@ -431,7 +456,7 @@ def main():
     args = parser.parse_args()
 
     requests, moved = read_trace(args.trace)
-    report = Report(read_results([args.native, args.wine]), read_counted(args.count, "ops"),
+    report = Report(read_results([args.native, args.wine] + ([args.discovery] if args.discovery else [])), read_counted(args.count, "ops"),
                     read_counted(args.count, "allocs"), requests, moved, read_seam(args.count))
     text = report.text(args.seconds, args.timed_what)
     with open(args.out, "w", encoding="utf-8") as f:
