@@ -5,6 +5,7 @@
 #include <regex>
 #include <string>
 
+#include "devsim/DevsimOptions.h"
 #include "devsim/DiscoveryMessages.h"
 #include "devsim/DiscoveryNamespaces.h"
 #include "devsim/DiscoveryRequest.h"
@@ -197,6 +198,62 @@ TEST(DiscoveryMessages, ResolveMatchesCarryOneMatchAndEveryMessageANewId)
                          "<wsd:MetadataVersion>1</wsd:MetadataVersion><zqd:VendorExtension><dd:UUID>"));
     EXPECT_NE(std::string::npos, first.find("</dd:IPv4Address><dd:Hostname>"));
     EXPECT_NE(std::string::npos, second.find("MessageNumber=\"2\""));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(DevsimDiscoveryOptions, TakeEveryIdentityValueAndTheBindAddressAsIPv4)
+{
+    devsim::DevsimOptions options;
+    std::string error;
+    ASSERT_TRUE(options.Parse({L"--bind", L"10.1.2.3", L"--wsd", L"--uuid", L"u-1", L"--types", L"pwg:Printer",
+                               L"--hardware-address", L"02:00:00:00:00:01", L"--host-name", L"h", L"--ipv6",
+                               L"fd00::1", L"--ipv6", L"fd00::2", L"--serial-number", L"S", L"--device-id",
+                               L"MFG:A;MDL:B;", L"--services", L"CIFS", L"--adapter-type", L"WifiAccessory"},
+                              &error))
+        << error;
+    EXPECT_TRUE(options.wsd);
+    EXPECT_EQ("urn:uuid:u-1", options.identity.Endpoint());
+    EXPECT_EQ("pwg:Printer", options.identity.types);
+    EXPECT_EQ("02:00:00:00:00:01", options.identity.hardwareAddress);
+    EXPECT_EQ("h", options.identity.hostName);
+    EXPECT_EQ("10.1.2.3", options.identity.ipv4);
+    EXPECT_EQ((std::vector<std::string>{"fd00::1", "fd00::2"}), options.identity.ipv6);
+    EXPECT_EQ("S", options.identity.serialNumber);
+    EXPECT_EQ("MFG:A;MDL:B;", options.identity.deviceId);
+    EXPECT_EQ("CIFS", options.identity.services);
+    EXPECT_EQ("WifiAccessory", options.identity.adapterType);
+}
+
+TEST(DevsimDiscoveryOptions, DefaultsWithoutWsdAndAnIPv6BindAnnouncesNoIPv4)
+{
+    devsim::DevsimOptions options;
+    std::string error;
+    ASSERT_TRUE(options.Parse({L"--bind", L"::1"}, &error)) << error;
+    EXPECT_FALSE(options.wsd);
+    EXPECT_EQ("", options.identity.ipv4);
+    EXPECT_EQ("urn:uuid:6f72766e-6465-4673-896d-000000000001", options.identity.Endpoint());
+    EXPECT_EQ("zqd:zqDevice", options.identity.types);
+}
+
+TEST(DevsimDiscoveryOptions, RefuseAnUnknownTypePrefixAnEmptyUuidAndANinthIPv6Address)
+{
+    std::string error;
+    devsim::DevsimOptions types;
+    EXPECT_FALSE(types.Parse({L"--types", L"x:Printer"}, &error));
+    EXPECT_EQ("type 'x:Printer' has none of the prefixes zqd, dd, pwg, wsd, wsa", error);
+    devsim::DevsimOptions uuid;
+    EXPECT_FALSE(uuid.Parse({L"--uuid", L""}, &error));
+    EXPECT_EQ("--uuid must not be empty", error);
+    std::vector<std::wstring> nine;
+    for (int i = 1; i <= 9; ++i) {
+        nine.insert(nine.end(), {L"--ipv6", L"fd00::" + std::to_wstring(i)});
+    }
+    devsim::DevsimOptions addresses;
+    EXPECT_FALSE(addresses.Parse(nine, &error));
+    EXPECT_EQ("at most 8 --ipv6 addresses", error);
 }
 
 }  // namespace

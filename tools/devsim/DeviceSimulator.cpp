@@ -11,9 +11,10 @@ namespace devsim {
 namespace {
 
 const long kSliceMs = 50;
-// select takes at most FD_SETSIZE sockets: the listeners, the discovery
-// sockets and the connections.
-const size_t kMaxConnections = FD_SETSIZE - 16;
+// select takes at most FD_SETSIZE sockets: two listeners, with discovery
+// one more and one for each IPv6 address and the two group sockets, and
+// the connections.
+const size_t kMaxConnections = FD_SETSIZE - 5 - DevsimOptions::kMaxIPv6;
 const unsigned short kDirectedPort = 80;
 
 }  // namespace

@@ -57,6 +57,11 @@ bool DevsimOptions::ParseIdentity(const tools::ArgumentParser& parser, std::stri
     for (const std::wstring& address : parser.Values(L"--ipv6")) {
         identity.ipv6.push_back(tools::Text::Narrow(address));
     }
+    // Each is a listening socket in the select loop, beside the others.
+    if (identity.ipv6.size() > kMaxIPv6) {
+        *error = "at most " + std::to_string(kMaxIPv6) + " --ipv6 addresses";
+        return false;
+    }
     if (identity.uuid.empty()) {
         *error = "--uuid must not be empty";
         return false;
@@ -121,7 +126,7 @@ const char* DevsimOptions::Usage()
            "  --hardware-address MAC  (default 00:00:5E:00:53:01)\n"
            "  --host-name NAME        (default orvane-devsim)\n"
            "  --ipv4 ADDR             IPv4 address announced (default the --bind address)\n"
-           "  --ipv6 ADDR             an IPv6 address, announced and served; repeatable\n"
+           "  --ipv6 ADDR             an IPv6 address, announced and served; up to 8\n"
            "  --serial-number TEXT    (default ORV0000001)\n"
            "  --device-id TEXT        IEEE 1284 device id\n"
            "                          (default MFG:Orvane;MDL:Virtual Printer;CMD:PCL,PDF;)\n"

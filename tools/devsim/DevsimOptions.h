@@ -17,6 +17,7 @@ public:
     // False, with the reason in *error, on a usage error.
     bool Parse(const std::vector<std::wstring>& arguments, std::string* error);
     static const char* Usage();
+    static constexpr size_t kMaxIPv6 = 8;
 
     bool help = false;
     std::string bind = "127.0.0.1";
