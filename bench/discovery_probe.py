@@ -13,6 +13,7 @@ the last device, and the CPU time of the searching process.
 """
 import argparse
 import json
+import sys
 import re
 import resource
 import select
@@ -31,7 +32,9 @@ PROBE = ('<?xml version="1.0" encoding="UTF-8"?><s:Envelope xmlns:s="http://www.
          '<s:Body><d:Probe><d:Types>zqd:zqDevice</d:Types></d:Probe></s:Body></s:Envelope>')
 
 
-def report(variant, found, first, last, cpu_ms):
+def report(variant, found, first, last, cpu_ms, seen):
+    ipv6 = sum(1 for _, v6 in seen if v6)
+    print(f"discovery {variant}: {len(seen) - ipv6} devices over IPv4, {ipv6} over IPv6", file=sys.stderr)
     for name, value, unit in (("found", found, "devices"), ("first", first, "ms"), ("last", last, "ms"),
                               ("cpu", cpu_ms, "ms")):
         if value is not None:
@@ -52,7 +55,7 @@ def search(command):
                 seen.add((event["id"], ":" in event["ipAddress"]))
     usage = resource.getrusage(resource.RUSAGE_CHILDREN)
     report("ours", len(seen), times[0] if times else None, times[-1] if times else None,
-           (usage.ru_utime + usage.ru_stime) * 1000)
+           (usage.ru_utime + usage.ru_stime) * 1000, seen)
 
 
 def raw(ipv4, interface, seconds):
@@ -80,7 +83,7 @@ def raw(ipv4, interface, seconds):
                     times.append((time.monotonic() - started) * 1000)
     after = resource.getrusage(resource.RUSAGE_SELF)
     cpu = (after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime) * 1000
-    report("raw", len(seen), times[0] if times else None, times[-1] if times else None, cpu)
+    report("raw", len(seen), times[0] if times else None, times[-1] if times else None, cpu, seen)
 
 
 def main():
