@@ -127,10 +127,9 @@ std::string WithoutPort(std::string line)
 std::vector<std::string> WaitForLines(toolstest::ChildProcess& process, const std::vector<std::string>& prefixes,
                                       size_t count)
 {
-    std::vector<std::string> lines;
     const ULONGLONG deadline = GetTickCount64() + 10000;
-    do {
-        lines.clear();
+    for (;;) {
+        std::vector<std::string> lines;
         for (const std::string& line : process.OutputLines()) {
             for (const std::string& prefix : prefixes) {
                 if (line.rfind(prefix, 0) == 0) {
@@ -138,8 +137,11 @@ std::vector<std::string> WaitForLines(toolstest::ChildProcess& process, const st
                 }
             }
         }
-    } while (lines.size() < count && GetTickCount64() < deadline && (Sleep(20), true));
-    return lines;
+        if (lines.size() >= count || GetTickCount64() >= deadline) {
+            return lines;
+        }
+        Sleep(20);
+    }
 }
 
 class DevsimDiscovery : public ::testing::Test {
