@@ -4,7 +4,8 @@
 // otherwise from a double at the platform seam that fails
 // one call (threads, waits, events, socket options), since Wine cannot be
 // made to fail those on demand. A failing multicast option also keeps the
-// request off the wire.
+// request off the wire. Copies of a large record fail under an allocation
+// limit of the test program's.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -19,6 +20,7 @@
 #include "doubles/ApiOverride.h"
 #include "doubles/ModuleLogFile.h"
 #include "logging/LogModules.h"
+#include "peers/AllocationLimit.h"
 #include "peers/LoopbackPeer.h"
 #include "winapi/CKernelApi.h"
 #include "winapi/CWinSockApi.h"
@@ -287,4 +289,47 @@ TEST_F(FailureLog, DirectedSessionWithoutReadEventGivesInternal)
     AddressSearch search(server, DISCOVERY_SEARCH_BY_ADDRESS, "", L"127.0.18.75");
     EXPECT_EQ(DISCOVERY_E_INTERNAL, server.DiscoveryThreadProc(search.args));
     EXPECT_EQ(1u, log.Count(L"(##) WSDSession.GetReadEvent() failed"));
+}
+
+namespace {
+
+// A record whose identifier takes 200 KB, beyond the limit below, which
+// leaves room for the log's own work.
+const std::wstring kLargeId(100000, L'x');
+constexpr size_t kLimit = 64 * 1024;
+
+}  // namespace
+
+TEST_F(FailureLog, QueueThatCannotCopyTheDeviceGivesOutOfMemory)
+{
+    CDiscoveryServer::CAddEventQueue queue;
+    const NamedDevice device(kLargeId.c_str());
+    unsigned long status;
+    {
+        const peers::AllocationLimit limit(kLimit);
+        status = queue.QueueEvent(device, 1);
+    }
+    EXPECT_EQ(DISCOVERY_E_OUTOFMEMORY, status);
+    EXPECT_EQ(std::vector<std::wstring>{L"(##) m_qEvents.push failed due to std::bad_alloc"}, Errors());
+    EXPECT_EQ(DISCOVERY_OK, queue.FireEvents(server));
+    EXPECT_TRUE(client.Calls().empty());
+}
+
+TEST_F(FailureLog, EventThatCannotBeTakenFromTheQueueStaysThereAndGivesOutOfMemory)
+{
+    CDiscoveryServer::CAddEventQueue queue;
+    ASSERT_EQ(DISCOVERY_OK, queue.QueueEvent(NamedDevice(kLargeId.c_str()), 2));
+    unsigned long status;
+    {
+        const peers::AllocationLimit limit(kLimit);
+        status = queue.FireEvents(server);
+    }
+    EXPECT_EQ(DISCOVERY_E_OUTOFMEMORY, status);
+    EXPECT_EQ(std::vector<std::wstring>{L"(##) Unable to fire events due to std::bad_alloc"}, Errors());
+    EXPECT_EQ(0, queue.GetEventCount());
+    EXPECT_TRUE(client.Calls().empty());
+    // With memory again the event is delivered, once.
+    EXPECT_EQ(DISCOVERY_OK, queue.FireEvents(server));
+    EXPECT_EQ(std::vector<std::wstring>{L"add " + kLargeId}, client.Calls());
+    EXPECT_EQ(1, queue.GetEventCount());
 }
