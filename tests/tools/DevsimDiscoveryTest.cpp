@@ -257,3 +257,33 @@ TEST(DevsimAnnouncements, HelloAtTheStartAndByeAtAStopByItsTimeLimit)
 }
 
 }  // namespace
+
+namespace {
+
+TEST(DevsimDiscoveryStart, PortEightyTakenEndsTheStartWithExitCodeOne)
+{
+    peers::EnsureWinsock();
+    const std::string address = OwnLoopbackAddress();
+    const SOCKET holder = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    sockaddr_in port{};
+    port.sin_family = AF_INET;
+    port.sin_port = htons(80);
+    inet_pton(AF_INET, address.c_str(), &port.sin_addr);
+    ASSERT_EQ(0, bind(holder, reinterpret_cast<sockaddr*>(&port), sizeof(port))) << WSAGetLastError();
+    ASSERT_EQ(0, listen(holder, 1));
+    // The jobs folder is made before the ports are opened: one of the test's.
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    const std::wstring jobs = temp + std::wstring(L"devsim-port80-") + std::to_wstring(GetCurrentProcessId());
+    const toolstest::RunResult result =
+        RunTool(L"orvane-devsim.exe", {L"--bind", Wide(address), L"--job-port", L"0", L"--http-port", L"0",
+                                       L"--jobs", jobs, L"--wsd"});
+    closesocket(holder);
+    RemoveDirectoryW(jobs.c_str());
+    EXPECT_EQ(1, result.exitCode);
+    ASSERT_EQ(1u, result.err.size());
+    EXPECT_EQ("orvane-devsim: cannot listen on " + address + ":80: error 10048",
+              result.err[0].substr(0, result.err[0].find(" (")));
+}
+
+}  // namespace

@@ -115,10 +115,10 @@ const char* DevsimOptions::Usage()
            "Probe, an HTTP POST to\n"
            "  /StableWSDiscoveryEndpoint/schemas-xmlsoap-org_ws_2005_04_discovery\n"
            "on port 80 of the --bind address and of each --ipv6 address, where the web\n"
-           "pages are served too. It says Hello at the start and\n"
-           "Bye when it stops, answers a Probe when every type asked for is one of its\n"
-           "types, and a Resolve for its endpoint urn:uuid:UUID. Several simulators\n"
-           "share port 3702; give each its own --bind address and --uuid.\n"
+           "pages are served too. It says Hello at the start and Bye when it stops,\n"
+           "answers a Probe when every type asked for is one of its types, and a\n"
+           "Resolve for its endpoint urn:uuid:UUID. Several simulators share port 3702;\n"
+           "give each its own --bind address and --uuid.\n"
            "  --wsd                   be discoverable\n"
            "  --uuid UUID             identity (default 6f72766e-6465-4673-896d-000000000001)\n"
            "  --types \"QNAME ...\"     its types, prefixes zqd, dd, pwg, wsd, wsa\n"
@@ -133,8 +133,8 @@ const char* DevsimOptions::Usage()
            "  --services \"NAME ...\"   service names (default Print9100 EWS)\n"
            "  --adapter-type TEXT     (default Ethernet)\n"
            "\n"
-           "exit codes: 0 stopped, 1 a port or the jobs folder could not be set up,\n"
-           "2 usage error\n";
+           "exit codes: 0 stopped, 1 a port, the jobs folder or (with --wsd) a group\n"
+           "could not be set up, 2 usage error\n";
 }
 
 }  // namespace devsim
