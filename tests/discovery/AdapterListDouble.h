@@ -11,11 +11,14 @@
 
 namespace discoverytest {
 
+constexpr const char* kNoFamily = "no-family";
+
 // One adapter as GetAdaptersAddresses lists it.
 struct FakeAdapter {
     IF_OPER_STATUS operStatus = IfOperStatusUp;
     IFTYPE type = IF_TYPE_ETHERNET_CSMACD;
-    // Address texts with their duplicate-address states.
+    // Address texts with their duplicate-address states; kNoFamily stands
+    // for a socket address that names no family.
     std::vector<std::pair<std::string, IP_DAD_STATE>> addresses;
 };
 
@@ -52,7 +55,9 @@ public:
             for (const auto& [text, state] : adapters[i].addresses) {
                 sockaddr_in6* address = sockaddrs++;
                 int length = sizeof(sockaddr_in6);
-                if (text.find(':') != std::string::npos) {
+                if (text == kNoFamily) {
+                    // Left zeroed: a socket address of no family.
+                } else if (text.find(':') != std::string::npos) {
                     address->sin6_family = AF_INET6;
                     inet_pton(AF_INET6, text.c_str(), &address->sin6_addr);
                 } else {

@@ -171,6 +171,16 @@ TEST_F(OwnServerWalk, IPv4AndIPv6AddressesGetAThreadEach)
     EXPECT_EQ(1u, log.Count(L"(DB) Event thread or adapter (2001:db8::7) has stopped"));
 }
 
+TEST_F(OwnServerWalk, AddressThatGetnameinfoCannotWriteIsLoggedAndSkipped)
+{
+    helper.adapters = {Adapter(IF_TYPE_ETHERNET_CSMACD, IfOperStatusUp,
+                               {{kNoFamily, IpDadStatePreferred}, {"192.0.2.8", IpDadStatePreferred}})};
+    MainProc main(server, DISCOVERY_SEARCH_BY_TYPE);
+    server.MainDiscoveryThreadProc(main.args);
+    EXPECT_EQ(std::vector<std::string>{"192.0.2.8"}, server.Addresses());
+    EXPECT_EQ(1u, log.Count(L"(##) getnameinfo failed, err=10047"));
+}
+
 TEST_F(OwnServerWalk, FailedEnumerationIsLoggedAndGivesNetwork)
 {
     helper.failure = ERROR_NOT_SUPPORTED;

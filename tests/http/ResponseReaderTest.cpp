@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "doubles/ScriptedProgress.h"
-#include "http/AllocationLimit.h"
+#include "peers/AllocationLimit.h"
 #include "http/CHTTPNavigateParams.h"
 #include "http/HTTPStatus.h"
 #include "http/HTTPTestSupport.h"
 #include "iostack/IOStatus.h"
 
 using namespace QVIOStack;
-using http_test::AllocationLimit;
+using peers::AllocationLimit;
 using http_test::Bytewise;
 using http_test::CutAt;
 using http_test::ObservedClient;

@@ -259,3 +259,87 @@ TEST_F(OwnServerNamespace, ClientAskingToStopAtOnceEndsWithNotFound)
         EXPECT_EQ(L"complete", client.ending);
     }
 }
+
+// Namespace A's adapter changed by wsd-netns.sh before these run, which it
+// tells in ORVANE_NETNS_STATE: Wine's real GetAdaptersAddresses then shows
+// the veth down, or with IPv4 alone. The devices are orvane-devsim.exe
+// simulators 1 to 3 in B, of type zqd:DevsimTest.
+namespace {
+
+std::wstring SimulatorId(int n)
+{
+    wchar_t text[64];
+    std::swprintf(text, 64, L"urn:uuid:6f72766e-6465-4673-896d-%012x", n);
+    return text;
+}
+
+// The lines that tell which local addresses got a discovery thread.
+std::vector<std::wstring> ThreadLines(const doubles::ModuleLogFile& log)
+{
+    std::vector<std::wstring> lines;
+    for (const std::wstring& line : log.Lines()) {
+        if (line.find(L"Discovery thread for adapter (") != std::wstring::npos) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+struct VethDown : OwnServerNamespace {
+    void SetUp() override
+    {
+        ASSERT_EQ("veth-down", Env("ORVANE_NETNS_STATE")) << "run by wsd-netns.sh once it set the veth down";
+        OwnServerNamespace::SetUp();
+    }
+};
+
+struct Ipv4Only : OwnServerNamespace {
+    void SetUp() override
+    {
+        ASSERT_EQ("ipv4-only", Env("ORVANE_NETNS_STATE")) << "run by wsd-netns.sh once it took IPv6 off the veth";
+        OwnServerNamespace::SetUp();
+    }
+};
+
+}  // namespace
+
+TEST_F(VethDown, NoUsableAdapterFailsTheSearchWithNetworkAndStartsNoThread)
+{
+    // lo is a loopback and the veth is down: nothing to search from.
+    EXPECT_EQ(DISCOVERY_E_NETWORK, server->SearchByType(nullptr, 8));
+    EXPECT_EQ(L"failed 13", client.ending);
+    EXPECT_TRUE(client.Records().empty());
+    EXPECT_TRUE(ThreadLines(log).empty());
+    EXPECT_EQ(1u, log.Count(L"(DB) Main Discovery thread has started"));
+    EXPECT_EQ(1u, log.Count(L"(DB) Main Discovery thread has stopped"));
+}
+
+TEST_F(Ipv4Only, OneThreadOnTheIPv4AddressFindsEachSimulatorOnceOverIPv4)
+{
+    client.enough = [](const std::vector<Record>& records) {
+        for (int n = 1; n <= 3; ++n) {
+            if (AddsIn(records, SimulatorId(n)).count(false) == 0) {
+                return false;
+            }
+        }
+        return true;
+    };
+    EXPECT_EQ(DISCOVERY_OK, server->SearchByType(L"zqd:DevsimTest", 9));
+    EXPECT_EQ(L"complete", client.ending);
+    for (int n = 1; n <= 3; ++n) {
+        const auto adds = client.AddsOf(SimulatorId(n));
+        EXPECT_EQ(1, adds.count(false) ? adds.at(false) : 0) << n;
+        EXPECT_EQ(0u, adds.count(true)) << n;
+    }
+    for (const Record& r : client.Records()) {
+        if (r.id == SimulatorId(2)) {
+            EXPECT_EQ(L"10.77.0.12", r.ip);
+            EXPECT_EQ(L"devsim-2", r.host);
+            EXPECT_EQ(L"Sim 2", r.model);
+            EXPECT_EQ(20u, r.services);
+            EXPECT_EQ(2u, r.adapter);
+        }
+    }
+    EXPECT_EQ(std::vector<std::wstring>{L"(DB) Discovery thread for adapter (10.77.0.1) has started"},
+              ThreadLines(log));
+}

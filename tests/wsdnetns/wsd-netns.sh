@@ -4,14 +4,17 @@
 # namespace A; Debian's wsdd (and Wine's own publisher) answer from
 # namespace B. No multicast leaves the namespaces made here; both go on exit.
 # A family device's responder (several identities) answers from B as well.
-# Then `orvane discover` runs there against the responder.
-# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER RESPONDER-PY ORVANE-EXE [GTEST-ARGS...]
+# Then `orvane discover` runs there against the responder, and against
+# orvane-devsim.exe simulators in B.
+# Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER RESPONDER-PY ORVANE-EXE DEVSIM-EXE
+# (ORVANE_NETNS_FILTER in the environment narrows the first run of the test binary.)
 set -euo pipefail
 exe=$(realpath "$1")
 publisher=$(realpath "$2")
 prefixes=$(realpath -m "$3")
 responder=$(realpath "$4")
 orvane=$(realpath "$5")
+devsim=$(realpath "$6")
 mkdir -p "$prefixes"
 fail() { echo "wsd-netns: $*" >&2; exit 1; }
 
@@ -102,12 +105,16 @@ done
 wsdd_listens || fail "wsdd did not start: $(cat "$prefixes/wsdd.log")"
 
 # "wsdapi.dll" unloadable for the library's side: a system without the
-# provider, where the library's own server runs.
-ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRIDES;wsdapi=d" \
-  ORVANE_NETNS_DEVICE4=10.77.0.2 ORVANE_NETNS_DEVICE6=fd77::2 \
-  ORVANE_NETNS_LOCAL4=10.77.0.1 ORVANE_NETNS_LOCAL6="fd77::1%$index" ORVANE_NETNS_WSDD_UUID="$wsdd_uuid" \
-  ORVANE_NETNS_PUBLISHER_UUID="$publisher_uuid" \
-  timeout 120 wine "$exe" --gtest_brief=0 "${@:6}"
+# provider, where the library's own server runs. gtest_run STATE FILTER
+# runs the test binary there; STATE says how the script set A's adapter.
+gtest_run() {
+  ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRIDES;wsdapi=d" \
+    ORVANE_NETNS_DEVICE4=10.77.0.2 ORVANE_NETNS_DEVICE6=fd77::2 \
+    ORVANE_NETNS_LOCAL4=10.77.0.1 ORVANE_NETNS_LOCAL6="fd77::1%$index" ORVANE_NETNS_WSDD_UUID="$wsdd_uuid" \
+    ORVANE_NETNS_PUBLISHER_UUID="$publisher_uuid" ORVANE_NETNS_STATE="$1" \
+    timeout 120 wine "$exe" --gtest_brief=0 --gtest_filter="$2"
+}
+gtest_run up "${ORVANE_NETNS_FILTER:--VethDown.*:Ipv4Only.*}"
 
 # orvane discover, under the same prefix and overrides: DISCOVER OUT ARGS...
 # writes standard output to OUT without carriage returns, standard error
@@ -121,3 +128,5 @@ discover() {
   return $rc
 }
 . "$(dirname "$0")/discover-e2e.sh"
+. "$(dirname "$0")/devsim-e2e.sh"
+[ "$failures" -eq 0 ] || fail "$failures orvane discover case(s) failed"

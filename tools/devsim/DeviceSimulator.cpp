@@ -1,6 +1,7 @@
 #include "devsim/DeviceSimulator.h"
 
 #include <algorithm>
+#include <ctime>
 
 #include "devsim/HttpSession.h"
 #include "devsim/JobSession.h"
@@ -10,8 +11,11 @@ namespace devsim {
 namespace {
 
 const long kSliceMs = 50;
-// select takes at most FD_SETSIZE sockets, two of them the listeners.
-const size_t kMaxConnections = FD_SETSIZE - 2;
+// select takes at most FD_SETSIZE sockets: two listeners, with discovery
+// one more and one for each IPv6 address and the two group sockets, and
+// the connections.
+const size_t kMaxConnections = FD_SETSIZE - 5 - DevsimOptions::kMaxIPv6;
+const unsigned short kDirectedPort = 80;
 
 }  // namespace
 
@@ -23,12 +27,35 @@ DeviceSimulator::DeviceSimulator(const DevsimOptions& options, EventLog& log)
 bool DeviceSimulator::Start(std::string* error)
 {
     if (!m_jobs.Prepare(error) || !m_jobListener.Open(m_options.bind, m_options.jobPort, error)
-        || !m_httpListener.Open(m_options.bind, m_options.httpPort, error)) {
+        || !m_httpListener.Open(m_options.bind, m_options.httpPort, error)
+        || (m_options.wsd && !StartDiscovery(error))) {
         return false;
     }
+    // The web port's line last: a script that waits for it finds the
+    // simulator ready.
     m_log.Line("job port listening on " + m_jobListener.Name());
     m_log.Line("http port listening on " + m_httpListener.Name());
     return true;
+}
+
+bool DeviceSimulator::StartDiscovery(std::string* error)
+{
+    std::vector<std::string> addresses = m_options.identity.ipv6;
+    const bool ipv4 = m_options.bind.find(':') == std::string::npos;
+    if (ipv4) {
+        addresses.insert(addresses.begin(), m_options.bind);
+    }
+    for (const std::string& address : addresses) {
+        m_directedListeners.push_back(std::make_unique<Listener>());
+        if (!m_directedListeners.back()->Open(address, kDirectedPort, error)) {
+            return false;
+        }
+        m_log.Line("discovery web port listening on " + m_directedListeners.back()->Name());
+    }
+    m_discovery = std::make_unique<DiscoveryMessages>(m_options.identity, static_cast<unsigned long>(std::time(nullptr)));
+    m_site.EnableDiscovery(*m_discovery);
+    m_responder = std::make_unique<DiscoveryResponder>(*m_discovery, m_log);
+    return m_responder->Start(ipv4 ? m_options.bind : std::string(), error);
 }
 
 void DeviceSimulator::Run(const StopSignal& stop)
@@ -41,6 +68,12 @@ void DeviceSimulator::Run(const StopSignal& stop)
         FD_ZERO(&writable);
         FD_SET(m_jobListener.Socket(), &readable);
         FD_SET(m_httpListener.Socket(), &readable);
+        for (const auto& listener : m_directedListeners) {
+            FD_SET(listener->Socket(), &readable);
+        }
+        if (m_responder) {
+            m_responder->AddSockets(&readable);
+        }
         for (const auto& connection : m_connections) {
             FD_SET(connection->Socket(), &readable);
             if (connection->WantsWrite()) {
@@ -50,12 +83,16 @@ void DeviceSimulator::Run(const StopSignal& stop)
         timeval slice{0, kSliceMs * 1000};
         select(0, &readable, &writable, nullptr, &slice);
         const ULONGLONG now = GetTickCount64();
-        if (FD_ISSET(m_jobListener.Socket(), &readable) || FD_ISSET(m_httpListener.Socket(), &readable)) {
-            AcceptAll(now);
+        AcceptAll(now);
+        if (m_responder) {
+            m_responder->OnReadable(readable);
         }
         Drive(readable, writable, now);
     }
     m_log.Line(std::string("stopping: ") + reason);
+    if (m_responder) {
+        m_responder->Stop();
+    }
     m_connections.clear();
     m_log.Line("stopped");
 }
@@ -68,6 +105,11 @@ void DeviceSimulator::AcceptAll(ULONGLONG now)
     }
     for (SOCKET s; (s = m_httpListener.Accept(&peer)) != INVALID_SOCKET;) {
         m_connections.push_back(std::make_unique<HttpSession>(s, peer, m_log, m_site));
+    }
+    for (const auto& listener : m_directedListeners) {
+        for (SOCKET s; (s = listener->Accept(&peer)) != INVALID_SOCKET;) {
+            m_connections.push_back(std::make_unique<HttpSession>(s, peer, m_log, m_site));
+        }
     }
     while (m_connections.size() > kMaxConnections) {
         m_log.Line("too many connections: dropping the oldest");

@@ -1,5 +1,7 @@
 // The virtual printer: a raw job port and a web server on one select loop,
-// which wakes every 50 ms to see whether it has to stop.
+// which wakes every 50 ms to see whether it has to stop. When discoverable,
+// the loop serves WS-Discovery too, and the web pages on port 80 of its
+// addresses, where the directed Probe comes.
 #pragma once
 
 #include <memory>
@@ -7,6 +9,8 @@
 
 #include "devsim/Connection.h"
 #include "devsim/DevsimOptions.h"
+#include "devsim/DiscoveryMessages.h"
+#include "devsim/DiscoveryResponder.h"
 #include "devsim/EventLog.h"
 #include "devsim/JobStore.h"
 #include "devsim/Listener.h"
@@ -25,6 +29,7 @@ public:
     void Run(const StopSignal& stop);
 
 private:
+    bool StartDiscovery(std::string* error);
     void AcceptAll(ULONGLONG now);
     void Drive(const fd_set& readable, const fd_set& writable, ULONGLONG now);
 
@@ -34,6 +39,9 @@ private:
     WebSite m_site;
     Listener m_jobListener;
     Listener m_httpListener;
+    std::unique_ptr<DiscoveryMessages> m_discovery;
+    std::unique_ptr<DiscoveryResponder> m_responder;
+    std::vector<std::unique_ptr<Listener>> m_directedListeners;
     std::vector<std::unique_ptr<Connection>> m_connections;
 };
 

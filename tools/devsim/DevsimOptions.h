@@ -4,6 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "devsim/DiscoveryIdentity.h"
+
+namespace tools {
+class ArgumentParser;
+}
+
 namespace devsim {
 
 class DevsimOptions {
@@ -11,6 +17,7 @@ public:
     // False, with the reason in *error, on a usage error.
     bool Parse(const std::vector<std::wstring>& arguments, std::string* error);
     static const char* Usage();
+    static constexpr size_t kMaxIPv6 = 8;
 
     bool help = false;
     std::string bind = "127.0.0.1";
@@ -21,6 +28,12 @@ public:
     std::string user = "admin";
     std::string password = "orvane";
     unsigned long seconds = 0;
+    // Discoverable by WS-Discovery, with this identity.
+    bool wsd = false;
+    DiscoveryIdentity identity;
+
+private:
+    bool ParseIdentity(const tools::ArgumentParser& parser, std::string* error);
 };
 
 }  // namespace devsim

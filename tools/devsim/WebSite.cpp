@@ -1,6 +1,7 @@
 #include "devsim/WebSite.h"
 
 #include "devsim/Base64.h"
+#include "devsim/DiscoveryNamespaces.h"
 
 namespace devsim {
 
@@ -29,6 +30,9 @@ HttpResponse WebSite::Respond(const HttpRequest& request)
         response.SetHeader("Allow", "GET, HEAD, POST");
         return response;
     }
+    if (m_discovery != nullptr && path == kDirectedPath && request.method == "POST") {
+        return DirectedProbe(request);
+    }
     if (path == "/" || path == "/status") {
         return StatusPage();
     }
@@ -56,6 +60,21 @@ HttpResponse WebSite::StatusPage() const
     response.SetBody("text/html", "<html><head><title>Orvane devsim</title></head><body>"
                                   "<h1>Orvane virtual printer</h1><p>Status: READY</p><p>Jobs received: "
                                       + std::to_string(m_jobs.Jobs().size()) + "</p></body></html>\n");
+    return response;
+}
+
+HttpResponse WebSite::DirectedProbe(const HttpRequest& request)
+{
+    const DiscoveryRequest probe = DiscoveryRequest::Read(request.body);
+    if (probe.kind != DiscoveryRequest::Kind::Probe) {
+        return Page(400, "Bad Request", "Not a Probe.");
+    }
+    // A Probe for other types gets no match, and nothing in the body.
+    if (!probe.Matches(m_discovery->Types())) {
+        return HttpResponse(202, "Accepted");
+    }
+    HttpResponse response(200, "OK");
+    response.SetBody("application/soap+xml; charset=utf-8", m_discovery->ProbeMatches(probe.messageId));
     return response;
 }
 

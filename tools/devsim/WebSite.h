@@ -1,10 +1,12 @@
 // The simulator's web pages: status, chunked, Basic and Digest protected,
-// redirect, the list of jobs, and an echo of the request.
+// redirect, the list of jobs, an echo of the request, and the directed
+// WS-Discovery Probe when the simulator is discoverable.
 #pragma once
 
 #include <string>
 
 #include "devsim/DigestAuth.h"
+#include "devsim/DiscoveryMessages.h"
 #include "devsim/HttpRequest.h"
 #include "devsim/HttpResponse.h"
 #include "devsim/JobStore.h"
@@ -18,6 +20,9 @@ public:
     WebSite(const JobStore& jobs, std::string user, std::string password);
 
     HttpResponse Respond(const HttpRequest& request);
+    // From now on a POST to the directed discovery path is a Probe that
+    // these messages answer.
+    void EnableDiscovery(DiscoveryMessages& messages) { m_discovery = &messages; }
 
 private:
     HttpResponse StatusPage() const;
@@ -29,12 +34,14 @@ private:
     // The request as it came, any method: request line, headers, an empty
     // line and the body, as text.
     static HttpResponse EchoPage(const HttpRequest& request);
+    HttpResponse DirectedProbe(const HttpRequest& request);
     static HttpResponse Page(int status, const std::string& reason, const std::string& text);
 
     const JobStore& m_jobs;
     const std::string m_user;
     const std::string m_password;
     DigestAuth m_digest;
+    DiscoveryMessages* m_discovery = nullptr;
 };
 
 }  // namespace devsim

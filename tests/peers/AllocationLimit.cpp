@@ -1,4 +1,4 @@
-#include "AllocationLimit.h"
+#include "peers/AllocationLimit.h"
 
 #include <atomic>
 #include <cstdint>
@@ -30,7 +30,7 @@ void* AllocateOrThrow(size_t size)
 
 }  // namespace
 
-namespace http_test {
+namespace peers {
 
 AllocationLimit::AllocationLimit(size_t bytes)
 {
@@ -47,7 +47,7 @@ unsigned long AllocationLimit::Refused()
     return g_refused.load();
 }
 
-}  // namespace http_test
+}  // namespace peers
 
 void* operator new(size_t size)
 {

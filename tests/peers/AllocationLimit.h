@@ -2,12 +2,13 @@
 
 #include <cstddef>
 
-namespace http_test {
+namespace peers {
 
 // While it lives, every allocation of this test program above `bytes` fails
-// as if memory were short, so that a huge length announced by a device ends
-// the same way on every machine. The program's operators new and delete are
-// replaced for this (AllocationLimit.cpp).
+// as if memory were short: a huge length announced by a device ends the
+// same way on every machine, and a copy of a large record fails where the
+// test wants it to. A program that uses this class has its operators new
+// and delete replaced (AllocationLimit.cpp).
 class AllocationLimit {
 public:
     explicit AllocationLimit(size_t bytes);
@@ -19,4 +20,4 @@ public:
     static unsigned long Refused();
 };
 
-}  // namespace http_test
+}  // namespace peers
