@@ -28,6 +28,18 @@ SC_HANDLE OpenManager(std::string* error)
     }
 }
 
+// Whether another program plays the device now.
+bool Attached()
+{
+    HANDLE control = CreateFileW(USBPRINTER_CONTROL_PATH, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0,
+                                 nullptr);
+    if (control == INVALID_HANDLE_VALUE) {
+        return GetLastError() == ERROR_SHARING_VIOLATION;
+    }
+    CloseHandle(control);
+    return false;
+}
+
 // A driver left running from an earlier build is stopped, so that the one
 // started is the file given. False when it does not stop.
 bool StopRunning(SC_HANDLE service)
@@ -78,8 +90,10 @@ bool StartUsbPrinterDriver(const std::wstring& sysPath, std::string* error)
     bool running = false;
     if (service == nullptr) {
         *error = Failed("CreateServiceW", GetLastError());
+    } else if (Attached()) {
+        *error = "another program plays the virtual USB printer";
     } else if (!StopRunning(service)) {
-        *error = "the driver of an earlier start does not stop (is another program attached?)";
+        *error = "the driver of an earlier start does not stop";
     } else {
         for (int attempt = 0; !running; ++attempt) {
             running = StartServiceW(service, 0, nullptr) || GetLastError() == ERROR_SERVICE_ALREADY_RUNNING;

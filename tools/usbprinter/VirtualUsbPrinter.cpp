@@ -1,7 +1,6 @@
 #include "usbprinter/VirtualUsbPrinter.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 
 #include "usbprinter/UsbPrinterDriver.h"
@@ -15,7 +14,10 @@ constexpr size_t kExchangeData = 4 * 1024 * 1024;
 
 }  // namespace
 
-VirtualUsbPrinter::VirtualUsbPrinter() : m_stop(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+VirtualUsbPrinter::VirtualUsbPrinter()
+    : m_stop(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_changed(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+{
+}
 
 VirtualUsbPrinter::~VirtualUsbPrinter()
 {
@@ -27,6 +29,7 @@ VirtualUsbPrinter::~VirtualUsbPrinter()
         CloseHandle(m_control);  // the driver unplugs every function
     }
     CloseHandle(m_stop);
+    CloseHandle(m_changed);
 }
 
 bool VirtualUsbPrinter::Attach(const std::wstring& driverPath, std::string* error)
@@ -78,9 +81,8 @@ bool VirtualUsbPrinter::Unplug(int function)
     {
         std::lock_guard<std::mutex> guard(m_lock);
         m_functions[function].heldReads.clear();
-        ++m_changes;
     }
-    m_changed.notify_all();
+    SetEvent(m_changed);
     USBPRINTER_UNPLUG unplug{static_cast<unsigned long>(function)};
     return Control(IOCTL_USBPRINTER_UNPLUG, &unplug, sizeof(unplug), nullptr, 0, nullptr);
 }
@@ -112,9 +114,8 @@ void VirtualUsbPrinter::Supply(int function, const void* data, size_t size)
                                    state.toRead.begin() + (answer.size() - sizeof(USBPRINTER_ANSWER)));
             }
         }
-        ++m_changes;
     }
-    m_changed.notify_all();
+    SetEvent(m_changed);
 }
 
 void VirtualUsbPrinter::SetSink(int function, Sink sink)
@@ -207,9 +208,8 @@ void VirtualUsbPrinter::Run()
                 !Serve(request, out.data() + sizeof(request), &answer)) {
                 answer.assign(sizeof(USBPRINTER_ANSWER), 0);
             }
-            ++m_changes;
         }
-        m_changed.notify_all();
+        SetEvent(m_changed);
     }
     CloseHandle(overlapped.hEvent);
 }
@@ -257,22 +257,22 @@ void VirtualUsbPrinter::ClearRecords(int function)
     state.holdWrites = false;
 }
 
+// Every change sets the event; a waiter that another waiter's reset robbed
+// of its wake looks again after a slice.
 bool VirtualUsbPrinter::WaitFor(const std::function<bool()>& done, DWORD ms)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    constexpr DWORD kSlice = 100;
+    const ULONGLONG deadline = GetTickCount64() + ms;
     for (;;) {
-        unsigned long seen;
-        {
-            std::lock_guard<std::mutex> guard(m_lock);
-            seen = m_changes;
-        }
+        ResetEvent(m_changed);
         if (done()) {
             return true;
         }
-        std::unique_lock<std::mutex> lock(m_lock);
-        if (!m_changed.wait_until(lock, deadline, [&] { return m_changes != seen; })) {
-            return done();
+        const ULONGLONG now = GetTickCount64();
+        if (now >= deadline) {
+            return false;
         }
+        WaitForSingleObject(m_changed, static_cast<DWORD>(std::min<ULONGLONG>(deadline - now, kSlice)));
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -78,10 +77,9 @@ private:
     HANDLE m_stop = nullptr;
     std::thread m_thread;
     std::mutex m_lock;
-    std::condition_variable m_changed;
+    HANDLE m_changed = nullptr;  // set at every change, for WaitFor
     Function m_functions[USBPRINTER_FUNCTION_COUNT];
     DWORD m_delay = 0;
-    unsigned long m_changes = 0;  // counts what WaitFor waits on
 };
 
 }  // namespace usbprinter
