@@ -124,6 +124,12 @@ void VirtualUsbPrinter::SetSink(int function, Sink sink)
     m_functions[function].sink = std::move(sink);
 }
 
+void VirtualUsbPrinter::SetEndlessReads(int function, bool endless)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_functions[function].endlessReads = endless;
+}
+
 void VirtualUsbPrinter::HoldWrites(int function, bool hold)
 {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -153,6 +159,12 @@ bool VirtualUsbPrinter::Serve(const USBPRINTER_REQUEST& request, const unsigned 
         state.receivedCount += request.carried;
         answer->resize(sizeof(USBPRINTER_ANSWER));
         USBPRINTER_ANSWER head{request.id, 0, request.carried};
+        std::memcpy(answer->data(), &head, sizeof(head));
+        return true;
+    }
+    if (state.endlessReads) {
+        answer->assign(sizeof(USBPRINTER_ANSWER) + request.size, 'r');
+        USBPRINTER_ANSWER head{request.id, 0, request.size};
         std::memcpy(answer->data(), &head, sizeof(head));
         return true;
     }
@@ -255,6 +267,7 @@ void VirtualUsbPrinter::ClearRecords(int function)
     state.writeSizes.clear();
     state.heldReads.clear();
     state.holdWrites = false;
+    state.endlessReads = false;
 }
 
 // Every change sets the event; a waiter that another waiter's reset robbed

@@ -41,6 +41,9 @@ public:
     void SetSink(int function, Sink sink);
     // Every answer waits this long first.
     void SetAnswerDelay(DWORD ms);
+    // Every read gets as many bytes as it asks for, none kept, none
+    // recorded: a device with endless data, for measuring.
+    void SetEndlessReads(int function, bool endless);
     // Writes are taken but not answered until an unplug, as a device that
     // stopped reading.
     void HoldWrites(int function, bool hold);
@@ -61,6 +64,7 @@ private:
         std::deque<unsigned char> toRead;
         std::deque<USBPRINTER_REQUEST> heldReads;
         bool holdWrites = false;
+        bool endlessReads = false;
         std::vector<unsigned long> readSizes;
         std::vector<unsigned long> writeSizes;
         Sink sink;
