@@ -31,15 +31,6 @@ private:
     HANDLE m_event;
 };
 
-std::wstring LockName(const std::wstring& path)
-{
-    std::wstring name = path;
-    for (wchar_t& c : name) {
-        c = c == L'\\' ? L'#' : c;
-    }
-    return L"Global\\" + name;
-}
-
 TEST_F(ClaimAcrossProcesses, APlainOpenInTheOtherProcessIsBusyWhileThisOneHoldsTheChannel)
 {
     Held<QVUSBDeviceConnection> connection;

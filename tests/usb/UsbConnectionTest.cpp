@@ -8,6 +8,8 @@
 #include <thread>
 
 #include "UsbFixture.h"
+#include "doubles/ApiOverride.h"
+#include "winapi/CKernelApi.h"
 
 using namespace QVIOStack;
 using namespace QVDeviceManager;
@@ -20,6 +22,20 @@ std::unique_ptr<PluggedDevice> UsbFixture::s_device;
 namespace {
 
 const wchar_t kPrintClassLower[] = L"{28d78fad-5a12-11d1-ae5b-0000f803a8c2}";
+
+// The local heap refuses the lock's security descriptor (40 bytes, zeroed).
+// A double: Wine's heap does not fail on request.
+class NoDescriptorHeap : public QVWinApi::CKernelApi {
+public:
+    HLOCAL LocalAlloc(UINT flags, SIZE_T bytes) override
+    {
+        if (flags == LPTR && bytes == 40) {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return nullptr;
+        }
+        return CKernelApi::LocalAlloc(flags, bytes);
+    }
+};
 
 using ShadowBuffer = UsbFixture;
 using ChannelClaim = UsbFixture;
@@ -277,6 +293,42 @@ TEST_F(ChannelClaim, AfterAHardReadErrorTheNextIsOpenIsFalseOnce)
     // The event that told it is spent: one hard failure, one false answer.
     EXPECT_TRUE(connection->IsOpen());
     connection->Close();
+}
+
+TEST_F(ChannelClaim, AQueuedConnectionsCloneIsAPlainConnectionThatIsBusyAtOnce)
+{
+    Held<QVUSBDeviceConnection> connection;
+    ASSERT_EQ(connection->Initialize(&Device().Device(), PrintOnly()), 0UL);
+    ASSERT_EQ(connection->Open(nullptr), 0UL);
+    IDeviceConnection* clone = connection->Clone(true);
+    ASSERT_NE(clone, nullptr);
+    EXPECT_EQ(dynamic_cast<QVUSBDeviceConnection*>(clone), nullptr);
+    ASSERT_NE(dynamic_cast<CIOUSB*>(clone), nullptr);
+    EXPECT_EQ(clone->GetOpenTimeout(), 0UL);
+    EXPECT_EQ(clone->Open(nullptr), IOError_Busy);
+    connection->Close();
+    EXPECT_EQ(clone->Open(nullptr), 0UL);
+    EXPECT_EQ(std::wstring(clone->GetServiceAddress()), PrintPath());
+    clone->Close();
+    clone->Dispose();
+}
+
+TEST_F(ChannelClaim, ALockWhoseDescriptorCannotBeMadeCountsAsClaimedWithNoLockObject)
+{
+    doubles::ModuleLogFile& log = Log(L"usb-no-descriptor");
+    NoDescriptorHeap heap;
+    doubles::ApiOverride<QVWinApi::IKernelApi> swap(g_pKernelApi, heap);
+    Held<CIOUSB> first;
+    Held<CIOUSB> second;
+    ASSERT_EQ(first->Initialize(&Device().Device(), PrintOnly()), 0UL);
+    ASSERT_EQ(second->Initialize(&Device().Device(), PrintOnly()), 0UL);
+    ASSERT_EQ(first->Open(nullptr), 0UL);
+    EXPECT_EQ(log.Count(L"(##) LocalAlloc failed with error (8)"), 1U);
+    EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, LockName(PrintPath()).c_str()), nullptr);
+    // Nothing stands in the way of the next claimant either.
+    EXPECT_EQ(second->Open(nullptr), 0UL);
+    second->Close();
+    first->Close();
 }
 
 TEST_F(UsbConnection, GetAddressAndGetPortAreNullAndTheServiceAddressIsThePath)

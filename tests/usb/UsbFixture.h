@@ -69,6 +69,16 @@ protected:
     static std::wstring PrintPath() { return s_device->PathOf(QVDeviceManager::FUNCTION_TYPE_PRINT); }
     static std::list<QVDeviceManager::FUNCTION_TYPE> PrintOnly() { return {QVDeviceManager::FUNCTION_TYPE_PRINT}; }
 
+    // The machine-wide name of a path's channel claim.
+    static std::wstring LockName(const std::wstring& path)
+    {
+        std::wstring name = path;
+        for (wchar_t& c : name) {
+            c = c == L'\\' ? L'#' : c;
+        }
+        return L"Global\\" + name;
+    }
+
     static void Supply(const std::string& bytes)
     {
         Printer().Supply(USBPRINTER_FUNCTION_PRINT, bytes.data(), bytes.size());
