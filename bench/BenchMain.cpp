@@ -4,7 +4,7 @@
 // named markers instead ("ops <id> <n>"), for a wineserver request trace.
 //
 //   orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] [--seconds S]
-//                [--count] [stream] [http] [trace] [resolve] [memory] [devices]
+//                [--count] [stream] [http] [trace] [resolve] [memory] [devices] [records] [usb]
 #include <winsock2.h>
 #include <windows.h>
 
@@ -30,6 +30,7 @@
 #include "StreamCase.h"
 #include "StreamMemoryCase.h"
 #include "TraceScopeCase.h"
+#include "UsbTransferCase.h"
 #include "WinInetCase.h"
 #include "WinsockHttpCase.h"
 #include "logging/LogModules.h"
@@ -64,14 +65,15 @@ bool Parse(int argc, char** argv, Options& options)
         } else if (arg == "--count") {
             options.counting = true;
         } else if (arg == "stream" || arg == "http" || arg == "trace" || arg == "resolve"
-                   || arg == "memory" || arg == "devices" || arg == "records") {
+                   || arg == "memory" || arg == "devices" || arg == "records"
+                   || arg == "usb") {
             options.groups.insert(arg);
         } else {
             return false;
         }
     }
     if (options.groups.empty()) {
-        options.groups = {"stream", "http", "trace", "resolve", "memory", "devices", "records"};
+        options.groups = {"stream", "http", "trace", "resolve", "memory", "devices", "records", "usb"};
     }
     return options.sinkPort != 0 && options.runs >= 1;
 }
@@ -181,6 +183,23 @@ public:
                      Make<bench::RecordListCase>(1, "records.1000.read", &folder, false));
     }
 
+    // 64 KiB blocks through the virtual USB printer: the USB connection
+    // beside raw overlapped WriteFile and ReadFile on the same device path.
+    bool Usb()
+    {
+        using bench::Direction;
+        using bench::UsbTransferCase;
+        bench::UsbBenchPrinter printer;
+        if (!printer.Ready()) {
+            return false;
+        }
+        const bench::RunLength large{m_options.mibPerRun << 20, 0};
+        return Group(large, Make<UsbTransferCase>(100, "usb.write.65536.ours", Direction::Write, false, 65536UL),
+                     Make<UsbTransferCase>(100, "usb.write.65536.raw", Direction::Write, true, 65536UL))
+            && Group(large, Make<UsbTransferCase>(100, "usb.read.65536.ours", Direction::Read, false, 65536UL),
+                     Make<UsbTransferCase>(100, "usb.read.65536.raw", Direction::Read, true, 65536UL));
+    }
+
     bool Memory()
     {
         if (m_options.counting) {
@@ -216,7 +235,7 @@ int main(int argc, char** argv)
     Options options;
     if (!Parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: orvane-bench --ports SINK SOURCE HTTP [--runs N] [--mib N] "
-                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory] [devices] [records]\n");
+                             "[--seconds S] [--count] [stream] [http] [trace] [resolve] [memory] [devices] [records] [usb]\n");
         return 2;
     }
     WSADATA data;
@@ -247,6 +266,9 @@ int main(int argc, char** argv)
     }
     if (options.groups.count("records")) {
         ok = bench.Records() && ok;
+    }
+    if (options.groups.count("usb")) {
+        ok = bench.Usb() && ok;
     }
     WSACleanup();
     return ok ? 0 : 1;

@@ -56,6 +56,10 @@ GROUPS = [
     ("List a folder of 1000 network device records", "ns per call", "records.1000",
      [("ours", "`CNetworkDevices::GetInstalledDevices`"),
       ("read", "the folder listed, each file opened and read once")]),
+    ("USB write, 64 KiB, virtual USB printer", "MB/s", "usb.write.65536",
+     [("ours", "`CIOUSB::Write`"), ("raw", "raw overlapped `WriteFile` on the same device path")]),
+    ("USB read, 64 KiB, virtual USB printer", "MB/s", "usb.read.65536",
+     [("ours", "`CIOUSB::Read`"), ("raw", "raw overlapped `ReadFile` on the same device path")]),
     ("Memory, open streams", "private bytes per stream", "memory.stream",
      [("ours", "`Stream`, opened, per stream of 1000 more")]),
     ("Discovery by type, 50 devices: found on IPv4 + IPv6 (target 100)", "devices", "discovery.found",
@@ -222,6 +226,11 @@ class Report:
             if r is not None:
                 lines.append(f"- {what} ≥ {bound}× the raw overlapped `WSASend` loop: {r:.2f}×, "
                              f"{met(r >= bound)}.")
+        for prefix, what in (("usb.write.65536", "USB 64 KiB writes"), ("usb.read.65536", "USB 64 KiB reads")):
+            r, rt = self.ratio(prefix, "raw"), self.rt.get(f"{prefix}.ours")
+            if r is not None:
+                lines.append(f"- {what} ≥ 0.8× raw overlapped calls on the same device path: {r:.2f}×, "
+                             f"{met(r >= 0.8)}" + (f"; {rt:.1f} round trips per call." if rt is not None else "."))
         r64 = self.ratio("stream.read.65536", "fair")
         if r64 is not None:
             lines.append(f"- Stream 64 KiB reads ≥ 0.7× the fair `WSARecv` loop (same receive buffer): "

@@ -49,9 +49,11 @@ public:
 
     // The lines of this process, without their process field. A line
     // without the field continues the one before it.
-    std::vector<std::wstring> Lines() const
+    std::vector<std::wstring> Lines() const { return LinesOf(::GetCurrentProcessId()); }
+    // The lines of another process that read the same settings.
+    std::vector<std::wstring> LinesOf(DWORD processId) const
     {
-        const std::wstring own = L"[" + std::to_wstring(::GetCurrentProcessId()) + L"] ";
+        const std::wstring own = L"[" + std::to_wstring(processId) + L"] ";
         std::vector<std::wstring> lines;
         bool mine = false;
         for (const std::wstring& line : ReadLogLines(m_file)) {
@@ -102,6 +104,8 @@ public:
         }
         return text;
     }
+
+    const std::wstring& File() const { return m_file; }
 
     // Makes the modules read the settings again, as after a change to them.
     void Reread() { Poll(); }

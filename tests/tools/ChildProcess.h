@@ -26,6 +26,7 @@ public:
     // and returns it (without its line end); empty after `ms` or exit.
     std::string WaitForLine(const std::string& prefix, DWORD ms = 10000);
     void Terminate();
+    DWORD ProcessId() const { return m_process.dwProcessId; }
 
     const std::string& Output() { Pump(); return m_output; }
     const std::string& Errors() { Pump(); return m_errors; }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "devsim/DeviceSimulator.h"
+#include "devsim/UsbDeviceMode.h"
 
 int wmain(int argc, wchar_t** argv)
 {
@@ -13,6 +14,9 @@ int wmain(int argc, wchar_t** argv)
     // under Wine each write is a round trip to the console. The log flushes
     // every line itself.
     std::setvbuf(stdout, nullptr, _IOFBF, 4096);
+    if (argc > 1 && std::wstring(argv[1]) == L"--usb") {
+        return devsim::RunUsbMode(std::vector<std::wstring>(argv + 2, argv + argc));
+    }
     devsim::DevsimOptions options;
     std::string error;
     if (!options.Parse(std::vector<std::wstring>(argv + 1, argv + argc), &error)) {

@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <functional>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "common/Text.h"
 #include "orvane/CommandRegistry.h"
 #include "orvane/DeviceStream.h"
+#include "orvane/UsbPathWriter.h"
 
 namespace tools {
 
@@ -27,9 +29,12 @@ public:
     const char* Usage() const override
     {
         return "usage: orvane send [--timeout MS] ADDRESS[:PORT] FILE\n"
+               "       orvane send [--timeout MS] usb-path:DEVICE-PATH FILE\n"
                "\n"
                "Writes FILE to the device through an orvane64 stream. PORT is 80 to 9100,\n"
                "9100 when left out; an IPv6 address goes in brackets: [::1]:9100.\n"
+               "usb-path: is for tests: the library's USB connection on a device path,\n"
+               "such as the virtual USB printer's (orvane-devsim --usb).\n"
                "On a terminal a progress bar shows bytes, percent and rate; when the\n"
                "output is a pipe or a file only the closing line is written:\n"
                "  sent BYTES bytes to ADDRESS:PORT in SECONDS s\n"
@@ -56,8 +61,9 @@ public:
         if (parser.Positional().size() != 2) {
             return UsageError("expected ADDRESS[:PORT] and FILE");
         }
+        const std::wstring& name = parser.Positional()[0];
         DeviceTarget target;
-        if (!target.Parse(parser.Positional()[0], 9100)) {
+        if (!UsbPathWriter::Names(name) && !target.Parse(name, 9100)) {
             return UsageError(target.Error());
         }
         const std::wstring& path = parser.Positional()[1];
@@ -67,23 +73,39 @@ public:
             Complain("cannot open " + Text::Narrow(path) + ": error " + ErrorText::Describe(GetLastError()));
             return kExitUsage;
         }
-        const int result = Send(file, target, timeoutMs);
+        int result = kExitFailure;
+        if (UsbPathWriter::Names(name)) {
+            UsbPathWriter usb;
+            if (usb.Open(name, timeoutMs)) {
+                result = Send(file, Text::Narrow(name), [&usb](const char* data, unsigned long size, unsigned long* written) {
+                    return usb.Write(data, size, written);
+                });
+            } else {
+                Complain(usb.Error());
+            }
+        } else {
+            DeviceStream stream;
+            if (stream.Open(target, timeoutMs)) {
+                result = Send(file, target.Text(), [&stream](const char* data, unsigned long size, unsigned long* written) {
+                    return stream->Write(data, size, written);
+                });
+            } else {
+                Complain(stream.Error());
+            }
+        }
         CloseHandle(file);
         return result;
     }
 
 private:
-    int Send(HANDLE file, const DeviceTarget& target, unsigned long timeoutMs)
+    using Writer = std::function<unsigned long(const char* data, unsigned long size, unsigned long* written)>;
+
+    int Send(HANDLE file, const std::string& targetText, const Writer& write)
     {
         LARGE_INTEGER size{};
         GetFileSizeEx(file, &size);
         const uint64_t total = static_cast<uint64_t>(size.QuadPart);
 
-        DeviceStream stream;
-        if (!stream.Open(target, timeoutMs)) {
-            Complain(stream.Error());
-            return kExitFailure;
-        }
         const bool terminal = Terminal::IsTerminal(GetStdHandle(STD_OUTPUT_HANDLE));
         if (terminal) {
             // Unbuffered, the C runtime hands a console one character per
@@ -100,10 +122,10 @@ private:
             // The stream may take part of a buffer; the rest is written again.
             for (DWORD offset = 0; offset < got;) {
                 unsigned long written = 0;
-                const unsigned long status = stream->Write(buffer.data() + offset, got - offset, &written);
+                const unsigned long status = write(buffer.data() + offset, got - offset, &written);
                 if (status != 0 || written == 0) {
                     progress.Finish(sent + written, Elapsed(start));
-                    Complain(WriteFailure(target, sent + written, total, status));
+                    Complain(WriteFailure(targetText, sent + written, total, status));
                     return kExitFailure;
                 }
                 offset += written;
@@ -119,16 +141,16 @@ private:
         const unsigned long elapsed = Elapsed(start);
         progress.Finish(sent, elapsed);
         std::printf("sent %llu bytes to %s in %.2f s\n", static_cast<unsigned long long>(sent),
-                    target.Text().c_str(), elapsed / 1000.0);
+                    targetText.c_str(), elapsed / 1000.0);
         return kExitOk;
     }
 
     // A failed write leaves no system error code in the stream (it keeps
     // the outcome of the last open, read or close), so the message gives
     // the status and points at the log.
-    static std::string WriteFailure(const DeviceTarget& target, uint64_t sent, uint64_t total, unsigned long status)
+    static std::string WriteFailure(const std::string& target, uint64_t sent, uint64_t total, unsigned long status)
     {
-        return "write to " + target.Text() + " failed after " + std::to_string(sent) + " of " + std::to_string(total)
+        return "write to " + target + " failed after " + std::to_string(sent) + " of " + std::to_string(total)
                + " bytes: " + ErrorText::Status(status) + "; the stream keeps no system error code for a write, "
                + "'orvane log on' records the cause";
     }

@@ -1,0 +1,127 @@
+#include "devsim/UsbDeviceMode.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <cwchar>
+
+#include "common/Text.h"
+#include "devsim/EventLog.h"
+#include "devsim/StopSignal.h"
+#include "usbprinter/UsbPrinterDriver.h"
+#include "usbprinter/VirtualUsbPrinter.h"
+
+namespace devsim {
+
+const wchar_t kUsbPrintPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}";
+
+namespace {
+
+const char kUsage[] =
+    "usage: orvane-devsim --usb [--path DEVICE-PATH] [--jobs FOLDER] [--reply TEXT] [--seconds N]\n"
+    "\n"
+    "Starts the virtual USB printer's driver and plays the device: its print\n"
+    "function answers at DEVICE-PATH, what a host writes there is appended to\n"
+    "FOLDER\\usb-print.prn, and a host's reads get TEXT (once), then wait.\n"
+    "Stops on Ctrl-C or after N seconds. One program plays the device at a time.\n"
+    "\n"
+    "  --path DEVICE-PATH  default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
+    "  --jobs FOLDER       default devsim-jobs\n";
+
+struct UsbOptions {
+    std::wstring path = kUsbPrintPath;
+    std::wstring jobs = L"devsim-jobs";
+    std::string reply;
+    unsigned long seconds = 0;
+};
+
+bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std::string* error)
+{
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::wstring& name = arguments[i];
+        if (i + 1 == arguments.size()) {
+            *error = "missing value or unknown option: " + tools::Text::Narrow(name);
+            return false;
+        }
+        const std::wstring& value = arguments[++i];
+        if (name == L"--path") {
+            options->path = value;
+        } else if (name == L"--jobs") {
+            options->jobs = value;
+        } else if (name == L"--reply") {
+            options->reply = tools::Text::Narrow(value);
+        } else if (name == L"--seconds") {
+            options->seconds = std::wcstoul(value.c_str(), nullptr, 10);
+        } else {
+            *error = "unknown option: " + tools::Text::Narrow(name);
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+int RunUsbMode(const std::vector<std::wstring>& arguments)
+{
+    if (!arguments.empty() && arguments[0] == L"--help") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    UsbOptions options;
+    std::string error;
+    if (!Parse(arguments, &options, &error)) {
+        std::fprintf(stderr, "orvane-devsim: %s\nsee 'orvane-devsim --usb --help'\n", error.c_str());
+        return 2;
+    }
+    CreateDirectoryW(options.jobs.c_str(), nullptr);
+    const std::wstring jobPath = options.jobs + L"\\usb-print.prn";
+    HANDLE job = CreateFileW(jobPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
+    if (job == INVALID_HANDLE_VALUE) {
+        std::fprintf(stderr, "orvane-devsim: cannot create %s: error %lu\n", tools::Text::Narrow(jobPath).c_str(),
+                     GetLastError());
+        return 1;
+    }
+    EventLog log;
+    StopSignal stop(options.seconds);
+    int result = 0;
+    {
+        usbprinter::VirtualUsbPrinter printer;
+        printer.SetSink(USBPRINTER_FUNCTION_PRINT, [job](const unsigned char* data, size_t size) {
+            DWORD written = 0;
+            WriteFile(job, data, static_cast<DWORD>(size), &written, nullptr);
+        });
+        if (!printer.Attach(usbprinter::UsbPrinterDriverBesideProgram(), &error)) {
+            std::fprintf(stderr, "orvane-devsim: %s\n", error.c_str());
+            result = 1;
+        } else if (!printer.Plug(USBPRINTER_FUNCTION_PRINT, options.path)) {
+            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s\n",
+                         tools::Text::Narrow(options.path).c_str());
+            result = 1;
+        } else {
+            printer.Supply(USBPRINTER_FUNCTION_PRINT, options.reply.data(), options.reply.size());
+            log.Line("usb print function at " + tools::Text::Narrow(options.path));
+            log.Line("jobs go to " + tools::Text::Narrow(jobPath));
+            const char* reason = nullptr;
+            unsigned long long seen = 0;
+            unsigned long long reported = 0;
+            while ((reason = stop.Reason()) == nullptr) {
+                // Woken by the device's traffic, or after a slice to look at
+                // the stop signal; the total is told once the traffic rests.
+                const bool moved = printer.WaitFor(
+                    [&] { return printer.ReceivedCount(USBPRINTER_FUNCTION_PRINT) != seen; }, 200);
+                seen = printer.ReceivedCount(USBPRINTER_FUNCTION_PRINT);
+                if (!moved && seen != reported) {
+                    reported = seen;
+                    log.Line("usb print function received " + std::to_string(reported) + " bytes in all");
+                }
+            }
+            log.Line(std::string("stopping: ") + reason);
+        }
+    }
+    CloseHandle(job);
+    log.Line("stopped");
+    return result;
+}
+
+}  // namespace devsim
