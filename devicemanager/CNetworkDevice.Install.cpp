@@ -12,6 +12,7 @@
 #include "logging/LogTrace.h"
 #include "utils/CFileUtils.h"
 #include "winapi/IKernelApi.h"
+#include "winapi/IRegistryApi.h"
 
 QV_LOG_SOURCE_FILE()
 
@@ -446,6 +447,13 @@ unsigned long CNetworkDevice::UninstallScan(QVUtils::IProgress* progress, bool f
     QV_LOG_FUNCTION(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::UninstallScan");
     bool reboot = false;
     if (!m_strScannerInstance.empty()) {
+        // Removing a node takes its driver key only when no subkey is left
+        // in it: the scanner's values go first.
+        std::wstring driverKey;
+        if (CDevNode(m_strScannerInstance.c_str()).GetProperty(CM_DRP_DRIVER, driverKey)) {
+            const std::wstring data = L"System\\CurrentControlSet\\Control\\Class\\" + driverKey + L"\\DeviceData";
+            g_pRegistryApi->RegDeleteKeyW(HKEY_LOCAL_MACHINE, data.c_str());
+        }
         const unsigned long status = UninstallService(m_strScannerInstance, progress);
         if (status == 0 || status == DM_E_REBOOT_REQUIRED) {
             m_strScannerInstance.clear();
