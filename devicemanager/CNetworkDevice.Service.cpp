@@ -259,15 +259,15 @@ unsigned long CNetworkDevice::SetScannerParams(HDEVINFO set, PSP_DEVINFO_DATA no
     HKEY data = nullptr;
     const LSTATUS made = g_pRegistryApi->RegCreateKeyExW(driverKey, L"DeviceData", 0, nullptr, 0, KEY_WRITE, nullptr,
                                                          &data, nullptr);
-    g_pRegistryApi->RegCloseKey(driverKey);
     if (made != ERROR_SUCCESS) {
+        g_pRegistryApi->RegCloseKey(driverKey);
         QV_LOG_ERROR(L"CreateKey failed with error = %d", static_cast<int>(made));
         logScope.m_errorCode = DM_E_FAILED;
         return DM_E_FAILED;
     }
     // The host-name field holds the IP address: so the scanner finds it.
     wchar_t deviceId[262] = {};
-    _snwprintf(deviceId, 261, L"\\%s:%s\\%s:%s\\%s:%s\\%s:%s\\%s:%s", L"hostname", m_strIPAddress.c_str(), L"ipaddr",
+    _snwprintf(deviceId, 261, L"\\%ls:%ls\\%ls:%ls\\%ls:%ls\\%ls:%ls\\%ls:%ls", L"hostname", m_strIPAddress.c_str(), L"ipaddr",
                m_strIPAddress.c_str(), L"guid", m_strGUID.c_str(), L"macaddr", m_strMAC.c_str(), L"port", L"1");
     const struct {
         const wchar_t* name;
@@ -289,6 +289,11 @@ unsigned long CNetworkDevice::SetScannerParams(HDEVINFO set, PSP_DEVINFO_DATA no
         }
     }
     g_pRegistryApi->RegCloseKey(data);
+    if (status != 0) {
+        // The node's removal keeps a driver key that still has a subkey.
+        g_pRegistryApi->RegDeleteKeyW(driverKey, L"DeviceData");
+    }
+    g_pRegistryApi->RegCloseKey(driverKey);
     logScope.m_errorCode = status;
     return status;
 }

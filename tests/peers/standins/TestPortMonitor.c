@@ -52,15 +52,22 @@ static BOOL SetAnswer(LPCWSTR command, const WCHAR* port, DWORD* answer)
 {
     WCHAR name[128];
     DWORD size = sizeof *answer;
-    _snwprintf(name, 127, L"%s %s", command, port);
+    _snwprintf(name, 127, L"%ls %ls", command, port);
     name[127] = 0;
-    return RegGetValueW(HKEY_LOCAL_MACHINE, ANSWERS, name, RRF_RT_REG_DWORD, NULL, answer, &size) == ERROR_SUCCESS;
+    HKEY answers = NULL;
+    DWORD type = 0;
+    BOOL found = FALSE;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, ANSWERS, 0, KEY_READ, &answers) == ERROR_SUCCESS) {
+        found = RegQueryValueExW(answers, name, NULL, &type, (BYTE*)answer, &size) == ERROR_SUCCESS && type == REG_DWORD;
+        RegCloseKey(answers);
+    }
+    return found;
 }
 
 /* The key of a port below the monitor's own. */
 static void PortKey(WCHAR* key, const WCHAR* monitor, const WCHAR* port)
 {
-    _snwprintf(key, 511, MONITORS L"%s\\Ports\\%.64s", monitor, port);
+    _snwprintf(key, 511, MONITORS L"%ls\\Ports\\%.64ls", monitor, port);
     key[511] = 0;
 }
 
@@ -106,8 +113,11 @@ static DWORD DropPort(const WCHAR* port)
             break;
         }
         PortKey(key, monitor, port);
-        if (RegDeleteTreeW(HKEY_LOCAL_MACHINE, key) == ERROR_SUCCESS && RegDeleteKeyW(HKEY_LOCAL_MACHINE, key) == ERROR_SUCCESS) {
+        if (RegDeleteTreeW(HKEY_LOCAL_MACHINE, key) == ERROR_SUCCESS) {
             status = ERROR_SUCCESS;
+            /* "Ports" goes with the monitor's last port. */
+            *wcsrchr(key, L'\\') = 0;
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, key);
         }
     }
     RegCloseKey(monitors);
