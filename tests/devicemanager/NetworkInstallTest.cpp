@@ -486,3 +486,32 @@ TEST_F(NetworkInstall, RecordStepFailingOnThePrinterSectionRollsBackWithFailed)
     EXPECT_FALSE(device.IsInstalled());
     ExpectMachineAsBefore();
 }
+
+TEST_F(NetworkInstall, UninstallThatFailsPutsBackWhatWentAndGivesTheStatus)
+{
+    doubles::ModuleLogFile log({g_pDeviceManagerLibLog}, L"netinstallback", kLogCategories);
+    const Announced announced = Device(L"NI0013", kPrint | kConfig);
+    RecordedDevice device;
+    ASSERT_EQ(0u, device.Init(&announced, nullptr));
+    const std::wstring first = NextRootId(L"PRINTER");
+    ASSERT_EQ(0u, device.Install(nullptr)) << log.Text();
+    // No print driver in the spooler: removing it fails after the node went.
+    EXPECT_EQ(DM_E_NOT_FOUND, device.Uninstall(nullptr));
+    EXPECT_EQ(1u, log.Count(L"(##) CPrintUtil::UninstallPrinterDriver(ZQ Color Laser 1000 PCL) failed with error "
+                            L"-2081883395"))
+        << log.Text();
+    EXPECT_EQ(1u, log.Count(L"(DB) XcvData \"AddPort\" returned ERROR_ALREADY_EXISTS")) << "the port had stayed";
+    EXPECT_TRUE(device.IsInstalled());
+    EXPECT_FALSE(device.HasBadDevNode()) << "the install that put it back succeeded";
+    EXPECT_EQ(std::vector<std::wstring>{first}, m_tree.Api().m_removed) << "the first node went";
+    const std::vector<std::string> record = ReadLines(RecordPath(L"NI0013"));
+    const auto again = std::find_if(record.begin(), record.end(), [](const std::string& line) {
+        return line.rfind("DeviceInstanceId=ROOT\\PRINTER\\", 0) == 0;
+    });
+    ASSERT_NE(record.end(), again) << "the record names the printer node made again";
+    EXPECT_TRUE(KeyExists(kEnum + std::wstring(again->begin() + 17, again->end())));
+    ASSERT_TRUE(device.HasFunction(FUNCTION_TYPE_PRINT));
+    ASSERT_TRUE(InstallDriver(kPrintDriver, L""));
+    EXPECT_EQ(0u, device.Uninstall(nullptr)) << log.Text();
+    ExpectMachineAsBefore();
+}
