@@ -242,6 +242,7 @@ TEST_F(NetworkInstall, InstallThenUninstallLeavesSpoolerRegistryAndDataFolderAsB
     const std::wstring scanner = NextRootId(L"SCANNER");
     ASSERT_EQ(0u, device.Install(nullptr)) << log.Text();
     EXPECT_TRUE(device.IsInstalled());
+    EXPECT_EQ(DM_E_ALREADY_INSTALLED, device.Install(nullptr));
     const std::wstring data =
         L"System\\CurrentControlSet\\Control\\Class\\" + Value(kEnum + scanner, L"Driver") + L"\\DeviceData";
     EXPECT_EQ(L"\\hostname:127.0.0.1\\ipaddr:127.0.0.1\\guid:urn:uuid:5b0e7d2c-1a3f-4e6b-9c8d-7f6e5d4c3b2a"
