@@ -324,16 +324,4 @@ void CNetworkDevice::SetMulticastEnabled(bool enabled)
     }
 }
 
-// Installing the device's functions, and removing them with the record,
-// come with the network device installation.
-unsigned long CNetworkDevice::Install(QVUtils::IProgress*)
-{
-    return DM_E_NOT_SUPPORTED;
-}
-
-unsigned long CNetworkDevice::Uninstall(QVUtils::IProgress*)
-{
-    return DM_E_NOT_SUPPORTED;
-}
-
 }  // namespace QVDeviceManager

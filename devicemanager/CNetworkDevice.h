@@ -1,9 +1,13 @@
 #pragma once
 
+#include <windows.h>
+#include <setupapi.h>
+
 #include <string>
 #include <vector>
 
 #include "devicemanager/CDeviceT.h"
+#include "utils/CProgressAggregator.h"
 #include "discovery/IDiscoveredDevice.h"
 #include "utils/CIniFile.h"
 
@@ -45,8 +49,12 @@ public:
     bool IsOnline() override { return m_bOnline; }
     CONNECTION_TYPE GetConnectionType() override { return CONNECTION_TYPE_NETWORK; }
     unsigned long Refresh(QVUtils::IProgress* progress) override;
+    // Makes the device's functions devices of the system: root-enumerated
+    // nodes, ports of the discovery monitor and the record. All or nothing.
     unsigned long Install(QVUtils::IProgress* progress) override;
     unsigned long Uninstall(QVUtils::IProgress* progress) override;
+    // `force` goes on past a failing step as if it had worked.
+    unsigned long Uninstall(QVUtils::IProgress* progress, bool force);
 
     const std::wstring& GetIPAddress() override { return m_strIPAddress; }
     const std::wstring& GetHostName() override { return m_strHostName; }
@@ -65,6 +73,9 @@ public:
     // from a port; by identifier otherwise.
     std::vector<SearchStep> RefreshSearch() const;
 
+    // The model name without a first word "ZQ" and with "_" for blanks.
+    static std::wstring ModelIdentifier(const std::wstring& modelName);
+
     // The folder of the records, worked out once.
     static const std::wstring& RecordFolder();
     static std::wstring RecordPath(const std::wstring& serialNumber);
@@ -82,6 +93,41 @@ protected:
     bool LoadConfigInfo();
 
 private:
+    // Writes the parameters of a node just made: DM_E_FAILED on failure.
+    typedef unsigned long (CNetworkDevice::*ParameterStep)(HDEVINFO set, PSP_DEVINFO_DATA node);
+    struct Service {
+        const wchar_t* className;
+        const GUID* classGuid;
+        const wchar_t* word;
+        ParameterStep parameters;
+    };
+
+    unsigned long InstallPrint(const std::wstring& model, QVUtils::IProgress* progress);
+    unsigned long InstallFax(const std::wstring& model, QVUtils::IProgress* progress);
+    unsigned long InstallScan(const std::wstring& model, QVUtils::IProgress* progress);
+    unsigned long InstallConfig();
+    // Installs one node and keeps its instance after the record's section.
+    unsigned long InstallNode(const Service& service, const std::wstring& model, const wchar_t* section,
+                              std::wstring& instance, QVUtils::IProgress* progress);
+    unsigned long InstallService(const Service& service, const std::wstring& model, std::wstring& instance,
+                                 QVUtils::IProgress* progress);
+    unsigned long RunClassInstallers(HDEVINFO set, PSP_DEVINFO_DATA node, bool& reboot,
+                                     QVUtils::CProgressAggregator& aggregator);
+    unsigned long SetPrinterParams(HDEVINFO set, PSP_DEVINFO_DATA node);
+    unsigned long SetFaxParams(HDEVINFO set, PSP_DEVINFO_DATA node);
+    unsigned long SetScannerParams(HDEVINFO set, PSP_DEVINFO_DATA node);
+    unsigned long WritePortName(HDEVINFO set, PSP_DEVINFO_DATA node, const std::wstring& port);
+    unsigned long CreatePrinterPort(const std::wstring& portName);
+    unsigned long DeletePrinterPort(const std::wstring& portName);
+    unsigned long SetPrinterContainerID(const std::wstring& printerName);
+    unsigned long UninstallPrint(QVUtils::IProgress* progress, bool force);
+    unsigned long UninstallFax(QVUtils::IProgress* progress, bool force);
+    unsigned long UninstallScan(QVUtils::IProgress* progress, bool force);
+    unsigned long UninstallConfig();
+    unsigned long UninstallService(const std::wstring& instance, QVUtils::IProgress* progress);
+    // The step of a print or fax queue's driver on uninstall.
+    unsigned long UninstallDriver(FUNCTION_TYPE type, bool force, bool& reboot);
+
     bool LoadQueueInfo(const wchar_t* section, FUNCTION_TYPE type, std::wstring& instance, std::wstring& port);
     void SetContainerID();
     void FillFrom(const QVDiscovery::IDiscoveredDevice& discovered);

@@ -151,6 +151,30 @@ public:
         *length = size;
         return read == ERROR_SUCCESS && buffer != nullptr ? CR_SUCCESS : CR_BUFFER_SMALL;
     }
+    // Wine's CM_Set_DevNode_Registry_PropertyW is an unimplemented stub that
+    // ends the process: the hardware ids go where Wine's SetupDi keeps them.
+    CONFIGRET CM_Set_DevNode_Registry_PropertyW(DEVINST handle, ULONG property, PCVOID buffer, ULONG length,
+                                                ULONG) override
+    {
+        std::wstring id;
+        if (Failing()) {
+            return CR_FAILURE;
+        }
+        if (!IdOf(handle, id) || property != CM_DRP_HARDWAREID) {
+            return CR_NO_SUCH_DEVINST;
+        }
+        return ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kEnum + id).c_str(), L"HardwareID", REG_MULTI_SZ, buffer,
+                                 length) == ERROR_SUCCESS
+                   ? CR_SUCCESS
+                   : CR_REGISTRY_ERROR;
+    }
+    BOOL SetupDiCreateDeviceInfoW(HDEVINFO set, PCWSTR name, const GUID* classGuid, PCWSTR description, HWND parent,
+                                  DWORD flags, PSP_DEVINFO_DATA data) override
+    {
+        ++m_setupDiCalls;
+        return QVWinApi::CSetupApi::SetupDiCreateDeviceInfoW(set, name, classGuid, description, parent, flags, data)
+            && Stable(set, data);
+    }
     HDEVINFO SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent, DWORD flags) override
     {
         ++m_setupDiCalls;
