@@ -87,9 +87,9 @@ bool FuzzRunner::Run(const FuzzTarget& target)
 
     Mutator mutator(m_options.seed, target.dictionary, target.maxSize);
     Random pick(m_options.seed ^ 0x5EED);
-    // The first count of memory comes after a tenth of the run, when caches
-    // and the allocator have settled.
-    const size_t warmUp = m_options.runs / 10;
+    // The first count of memory comes once caches and the allocator have
+    // settled.
+    const size_t warmUp = std::min(std::max(m_options.runs / 10, target.warmUpInputs), m_options.runs / 2);
     MemoryCounters first;
     size_t corpusBytesAtFirst = 0;
     size_t corpusAtFirst = 0;

@@ -21,6 +21,9 @@ struct FuzzTarget {
     size_t maxSize = 4096;
     // The operation's own time limit: an input that takes longer hangs.
     unsigned long timeLimitMs = 30000;
+    // Inputs before memory is first counted: enough to fill the bounded
+    // caches the path keeps (at least a tenth of the run).
+    size_t warmUpInputs = 0;
     // Once per run, before the first input and after the last.
     std::function<void()> setUp;
     std::function<void()> tearDown;

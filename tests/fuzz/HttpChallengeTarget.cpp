@@ -215,6 +215,7 @@ const fuzz::TargetRegistration kRegistration{{
      "10.0.0.1", "[fe80::1]", ", ", "="},
     2048,
     30000,
+    0,
     nullptr,
     nullptr,
     RunChallengeOrRedirect,

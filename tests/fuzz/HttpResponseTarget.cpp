@@ -201,6 +201,7 @@ const fuzz::TargetRegistration kRegistration{{
      ": ", "X-A: b\r\n", "Connection: close"},
     16384,
     30000,
+    0,
     nullptr,
     nullptr,
     RunResponse,

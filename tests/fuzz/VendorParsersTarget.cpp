@@ -217,6 +217,7 @@ const fuzz::TargetRegistration kRegistration{{
      "MFG:", "MDL:", "Print9100", "Ethernet", "WifiEmbedded", "http://10.1.2.3:3702/x"},
     4096,
     1000,
+    0,
     nullptr,
     nullptr,
     RunParsers,
