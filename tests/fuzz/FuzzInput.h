@@ -35,6 +35,14 @@ public:
         }
         return text;
     }
+    // Up to `count` bytes, whatever they are.
+    std::string Bytes(size_t count)
+    {
+        const size_t taken = count < m_size - m_at ? count : m_size - m_at;
+        std::string bytes(reinterpret_cast<const char*>(m_data + m_at), taken);
+        m_at += taken;
+        return bytes;
+    }
     std::string Rest()
     {
         std::string rest(reinterpret_cast<const char*>(m_data + m_at), m_size - m_at);

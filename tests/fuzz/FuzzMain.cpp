@@ -1,7 +1,7 @@
 // orvane_fuzz: runs the fuzz targets, each for a number of mutated inputs.
 //   orvane_fuzz [--runs N] [--seed S] [--target NAME]... [--crashes FOLDER]
 //   orvane_fuzz --list
-//   orvane_fuzz --target NAME --input FILE     (one kept input, again)
+//   orvane_fuzz --target NAME --input FILE [--runs N]   (a kept input, again)
 #include <cstdio>
 #include <cstdlib>
 #include <algorithm>
@@ -14,6 +14,7 @@
 #include "fuzz/FuzzRunner.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/GuardedBuffer.h"
+#include "fuzz/MemoryCounters.h"
 #include "fuzz/Watchdog.h"
 
 namespace fuzz {
@@ -61,16 +62,18 @@ int main(int argc, char** argv)
     std::vector<std::string> names;
     std::string crashes = "fuzz-crashes";
     std::string inputFile;
+    bool runsGiven = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
         if (arg == "--list") {
             for (const FuzzTarget& target : Targets()) {
-                std::printf("%s\n", target.name.c_str());
+                std::printf("%s%s\n", target.name.c_str(), target.selfTest ? " (self-test)" : "");
             }
             return 0;
         } else if (arg == "--runs" && hasValue) {
             options.runs = std::strtoull(argv[++i], nullptr, 10);
+            runsGiven = true;
         } else if (arg == "--seed" && hasValue) {
             options.seed = std::strtoull(argv[++i], nullptr, 10);
         } else if (arg == "--target" && hasValue) {
@@ -85,7 +88,8 @@ int main(int argc, char** argv)
     }
     std::vector<const FuzzTarget*> chosen;
     for (const FuzzTarget& target : Targets()) {
-        if (names.empty() || std::find(names.begin(), names.end(), target.name) != names.end()) {
+        const bool named = std::find(names.begin(), names.end(), target.name) != names.end();
+        if (named || (names.empty() && !target.selfTest)) {
             chosen.push_back(&target);
         }
     }
@@ -108,7 +112,17 @@ int main(int argc, char** argv)
         if (target.setUp) {
             target.setUp();
         }
-        std::printf("%s: outcome %u\n", target.name.c_str(), runner.RunOne(target, input));
+        // Repeated, the input shows whether its path keeps memory.
+        const size_t times = runsGiven && options.runs != 0 ? options.runs : 1;
+        uint32_t outcome = runner.RunOne(target, input);
+        const MemoryCounters first = MemoryCounters::Now();
+        for (size_t i = 1; i < times; ++i) {
+            runner.RunOne(target, input);
+        }
+        const MemoryCounters last = MemoryCounters::Now();
+        std::printf("%s: outcome %u, %zu runs, private bytes %+lld KiB, live blocks %+lld\n", target.name.c_str(),
+                    outcome, times, (static_cast<long long>(last.privateBytes) - static_cast<long long>(first.privateBytes)) / 1024,
+                    last.liveAllocations - first.liveAllocations);
         if (target.tearDown) {
             target.tearDown();
         }

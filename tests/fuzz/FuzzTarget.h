@@ -30,6 +30,9 @@ struct FuzzTarget {
     // Runs one input and returns what it led to, as a small number; an
     // input with an outcome not seen before joins the corpus.
     std::function<uint32_t(const unsigned char* data, size_t size)> run;
+    // A target that breaks a criterion on purpose, to show that the run
+    // catches it: it runs only when named.
+    bool selfTest = false;
 };
 
 // The registered targets, in the order of registration.

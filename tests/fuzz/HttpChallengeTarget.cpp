@@ -30,7 +30,9 @@ std::string Printable(FuzzInput& in, size_t max)
 {
     std::string text = in.Text(max);
     for (char& c : text) {
-        c = static_cast<char>(0x20 + static_cast<unsigned char>(c) % 0x5F);
+        if (c < 0x20 || c > 0x7E) {
+            c = static_cast<char>(0x20 + static_cast<unsigned char>(c) % 0x5F);
+        }
     }
     return text;
 }

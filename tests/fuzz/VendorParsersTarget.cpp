@@ -24,7 +24,8 @@ std::wstring WideText(FuzzInput& in, size_t max)
 {
     std::wstring text;
     while (in.Left() > 0 && text.size() < max) {
-        const wchar_t c = static_cast<wchar_t>(in.Byte() | in.Byte() << 8);
+        const uint8_t low = in.Byte();
+        const wchar_t c = static_cast<wchar_t>(low | in.Byte() << 8);
         if (c == 0) {
             break;
         }
