@@ -1,7 +1,7 @@
 // orvane_fuzz: runs the fuzz targets, each for a number of mutated inputs.
 //   orvane_fuzz [--runs N] [--seed S] [--target NAME]... [--crashes FOLDER]
 //   orvane_fuzz --list
-//   orvane_fuzz --target NAME --input FILE [--runs N]   (a kept input, again)
+//   orvane_fuzz --target NAME --input FILE... [--runs N]   (kept inputs, again)
 #include <cstdio>
 #include <cstdlib>
 #include <algorithm>
@@ -49,7 +49,7 @@ int Usage()
 {
     std::fprintf(stderr, "usage: orvane_fuzz [--runs N] [--seed S] [--target NAME]... [--crashes FOLDER]\n"
                          "       orvane_fuzz --list\n"
-                         "       orvane_fuzz --target NAME --input FILE\n");
+                         "       orvane_fuzz --target NAME --input FILE... [--runs N]\n");
     return 2;
 }
 
@@ -61,7 +61,7 @@ int main(int argc, char** argv)
     RunOptions options;
     std::vector<std::string> names;
     std::string crashes = "fuzz-crashes";
-    std::string inputFile;
+    std::vector<std::string> inputFiles;
     bool runsGiven = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -81,7 +81,7 @@ int main(int argc, char** argv)
         } else if (arg == "--crashes" && hasValue) {
             crashes = argv[++i];
         } else if (arg == "--input" && hasValue) {
-            inputFile = argv[++i];
+            inputFiles.push_back(argv[++i]);
         } else {
             return Usage();
         }
@@ -93,7 +93,7 @@ int main(int argc, char** argv)
             chosen.push_back(&target);
         }
     }
-    if (chosen.empty() || chosen.size() < names.size() || (!inputFile.empty() && chosen.size() != 1)) {
+    if (chosen.empty() || chosen.size() < names.size() || (!inputFiles.empty() && chosen.size() != 1)) {
         std::fprintf(stderr, "orvane_fuzz: unknown target or more than one target for --input\n");
         return Usage();
     }
@@ -104,24 +104,33 @@ int main(int argc, char** argv)
     GuardedBuffer buffer(maxSize);
     Watchdog::Instance().Start(crashes, &buffer);
     FuzzRunner runner(buffer, options);
-    if (!inputFile.empty()) {
-        std::ifstream file(inputFile, std::ios::binary);
-        const std::string input((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (!inputFiles.empty()) {
+        // Kept inputs again, in the order given, repeated: shows whether
+        // their path keeps memory, or what one leaves for the next.
+        std::vector<std::string> inputs;
+        for (const std::string& name : inputFiles) {
+            std::ifstream file(name, std::ios::binary);
+            inputs.emplace_back((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        }
         const FuzzTarget& target = *chosen.front();
         Watchdog::Instance().BeginTarget(target.name, target.timeLimitMs);
         if (target.setUp) {
             target.setUp();
         }
-        // Repeated, the input shows whether its path keeps memory.
         const size_t times = runsGiven && options.runs != 0 ? options.runs : 1;
-        uint32_t outcome = runner.RunOne(target, input);
-        const MemoryCounters first = MemoryCounters::Now();
-        for (size_t i = 1; i < times; ++i) {
-            runner.RunOne(target, input);
+        MemoryCounters first;
+        for (size_t i = 0; i < times; ++i) {
+            for (const std::string& input : inputs) {
+                const uint32_t outcome = runner.RunOne(target, input);
+                if (i == 0) {
+                    std::printf("%s: outcome %u\n", target.name.c_str(), outcome);
+                    first = MemoryCounters::Now();
+                }
+            }
         }
         const MemoryCounters last = MemoryCounters::Now();
-        std::printf("%s: outcome %u, %zu runs, private bytes %+lld KiB, live blocks %+lld\n", target.name.c_str(),
-                    outcome, times, (static_cast<long long>(last.privateBytes) - static_cast<long long>(first.privateBytes)) / 1024,
+        std::printf("%s: %zu runs, private bytes %+lld KiB, live blocks %+lld\n", target.name.c_str(), times,
+                    (static_cast<long long>(last.privateBytes) - static_cast<long long>(first.privateBytes)) / 1024,
                     last.liveAllocations - first.liveAllocations);
         if (target.tearDown) {
             target.tearDown();

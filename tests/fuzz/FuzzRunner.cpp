@@ -90,6 +90,9 @@ bool FuzzRunner::Run(const FuzzTarget& target)
     // The first count of memory comes once caches and the allocator have
     // settled.
     const size_t warmUp = std::min(std::max(m_options.runs / 10, target.warmUpInputs), m_options.runs / 2);
+    // Two inputs live at a time, so that the watchdog can keep the one
+    // before a failure too.
+    std::string inputs[2];
     MemoryCounters first;
     size_t corpusBytesAtFirst = 0;
     size_t corpusAtFirst = 0;
@@ -103,9 +106,10 @@ bool FuzzRunner::Run(const FuzzTarget& target)
         }
         const std::string& base = corpus[pick.Below(corpus.size())];
         const std::string& other = corpus[pick.Below(corpus.size())];
-        std::string input = mutator.Mutate(base, other);
+        std::string& input = inputs[i % 2];
+        input = mutator.Mutate(base, other);
         if (outcomes.insert(RunOne(target, input)).second && corpus.size() < kCorpusLimit) {
-            corpus.push_back(std::move(input));
+            corpus.push_back(input);
         }
     }
     const MemoryCounters last = MemoryCounters::Now();

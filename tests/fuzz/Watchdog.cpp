@@ -49,6 +49,7 @@ void Watchdog::BeginTarget(const std::string& name, unsigned long timeLimitMs)
 {
     m_target = name;
     m_timeLimitMs = timeLimitMs;
+    m_serial = 0;
 }
 
 void Watchdog::Report(const char* reason, int exitCode)
@@ -87,21 +88,28 @@ void Watchdog::Watch()
     }
 }
 
+std::string Watchdog::Keep(const std::string& input, const char* suffix)
+{
+    CreateDirectoryA(m_crashFolder.c_str(), nullptr);
+    char name[80];
+    std::snprintf(name, sizeof name, "/%s-%016llx%s.bin", m_target.c_str(), Fingerprint(input), suffix);
+    const std::string path = m_crashFolder + name;
+    if (FILE* file = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(input.data(), 1, input.size(), file);
+        std::fclose(file);
+    }
+    return path;
+}
+
 void Watchdog::WriteAndEnd(const char* reason, int exitCode)
 {
-    std::string saved = "(no input in hand)";
-    if (const std::string* input = m_input) {
-        CreateDirectoryA(m_crashFolder.c_str(), nullptr);
-        char name[64];
-        std::snprintf(name, sizeof name, "/%s-%016llx.bin", m_target.c_str(), Fingerprint(*input));
-        saved = m_crashFolder + name;
-        if (FILE* file = std::fopen(saved.c_str(), "wb")) {
-            std::fwrite(input->data(), 1, input->size(), file);
-            std::fclose(file);
-        }
+    const std::string* input = m_input;
+    const std::string saved = input ? Keep(*input, "") : std::string("(no input in hand)");
+    std::printf("FUZZ FAILURE in %s: %s\n  input %lu of the run (%zu bytes) kept as %s\n", m_target.c_str(), reason,
+                m_serial.load(), input ? input->size() : size_t(0), saved.c_str());
+    if (const std::string* previous = m_previous) {
+        std::printf("  the input before it kept as %s\n", Keep(*previous, "-previous").c_str());
     }
-    std::printf("FUZZ FAILURE in %s: %s\n  input (%zu bytes) kept as %s\n", m_target.c_str(), reason,
-                m_input ? m_input->size() : size_t(0), saved.c_str());
     std::fflush(stdout);
     TerminateProcess(GetCurrentProcess(), exitCode);
 }

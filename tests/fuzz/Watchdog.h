@@ -18,10 +18,12 @@ public:
     static Watchdog& Instance();
 
     void Start(const std::string& crashFolder, const GuardedBuffer* guard);
+    // Counts the target's inputs from 1.
     void BeginTarget(const std::string& name, unsigned long timeLimitMs);
     // Cheap enough for every input: no kernel object is touched.
     void BeginInput(const std::string* input)
     {
+        m_previous = m_input;
         m_input = input;
         m_serial.fetch_add(1, std::memory_order_relaxed);
         m_started.store(GetTickCount(), std::memory_order_release);
@@ -39,12 +41,15 @@ private:
     static void OnAbort(int);
     void Watch();
     void WriteAndEnd(const char* reason, int exitCode);
+    std::string Keep(const std::string& input, const char* suffix);
 
     std::string m_crashFolder;
     std::string m_target;
     const GuardedBuffer* m_guard = nullptr;
     unsigned long m_timeLimitMs = 0;
     const std::string* volatile m_input = nullptr;
+    // The input before, still alive: a failure may come of what it left.
+    const std::string* volatile m_previous = nullptr;
     std::atomic<unsigned long> m_serial{0};
     std::atomic<DWORD> m_started{0};
     HANDLE m_reported = nullptr;
