@@ -36,7 +36,8 @@ bench: bootstrap
 FUZZ_RUNS ?= 1000000
 fuzz: configure
 	cmake --build $(BUILD) --target orvane_fuzz
-	cd $(BUILD) && time ./wine-run bin/orvane_fuzz.exe --runs $(FUZZ_RUNS) --crashes fuzz-crashes
+	cd $(BUILD) && time bash $(CURDIR)/tests/fuzz/fuzz-netns.sh wineprefix-fuzz bin/orvane_fuzz.exe \
+	  --runs $(FUZZ_RUNS) --crashes fuzz-crashes
 
 clean:
 	rm -rf $(BUILD)

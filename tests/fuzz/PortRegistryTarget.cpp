@@ -96,14 +96,24 @@ Value TakeValue(FuzzInput& in)
     return value;
 }
 
-void Write(HKEY key, const wchar_t* name, const Value& value)
+// Writes the value and gives back what the registry keeps of it, which the
+// model reads: Wine adds a terminator to a text written without one.
+Value Write(HKEY key, const wchar_t* name, const Value& value)
 {
     if (!value.present) {
         RegDeleteValueW(key, name);
-        return;
+        return value;
     }
     RegSetValueExW(key, name, 0, value.type, reinterpret_cast<const BYTE*>(value.bytes.data()),
                    static_cast<DWORD>(value.bytes.size()));
+    Value stored;
+    std::string bytes(value.bytes.size() + 64, '\0');
+    DWORD size = static_cast<DWORD>(bytes.size());
+    stored.present = RegQueryValueExW(key, name, nullptr, &stored.type, reinterpret_cast<BYTE*>(&bytes[0]), &size)
+        == ERROR_SUCCESS;
+    Check(stored.present, "a value written could not be read back");
+    stored.bytes = bytes.substr(0, size);
+    return stored;
 }
 
 void WriteDword(HKEY key, const wchar_t* name, DWORD number)
@@ -150,14 +160,11 @@ uint32_t RunTcpIp(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 {
     const DWORD protocol = 1 + in.Byte() % 2;
     const DWORD portNumber = in.Number();
-    const Value community = TakeValue(in);
-    const Value ipv6Host = TakeValue(in);
-    const Value ipv6List = TakeValue(in);
     WriteDword(keys.standardKey, L"Protocol", protocol);
     WriteDword(keys.standardKey, L"PortNumber", portNumber);
-    Write(keys.standardKey, L"SNMP Community", community);
-    Write(keys.standardKey, L"IPv6HostName", ipv6Host);
-    Write(keys.standardKey, L"IPv6AddressEx", ipv6List);
+    const Value community = Write(keys.standardKey, L"SNMP Community", TakeValue(in));
+    const Value ipv6Host = Write(keys.standardKey, L"IPv6HostName", TakeValue(in));
+    const Value ipv6List = Write(keys.standardKey, L"IPv6AddressEx", TakeValue(in));
     RegDeleteValueW(keys.standardKey, L"NetNum");
     RegDeleteValueW(keys.standardKey, L"HWAddress");
 
@@ -186,14 +193,11 @@ uint32_t RunTcpIp(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 uint32_t RunIpx(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 {
     const DWORD portNumber = in.Number();
-    const Value hardware = TakeValue(in);
-    const Value network = TakeValue(in);
-    const Value community = TakeValue(in);
     WriteDword(keys.standardKey, L"Protocol", 3);
     WriteDword(keys.standardKey, L"PortNumber", portNumber);
-    Write(keys.standardKey, L"HWAddress", hardware);
-    Write(keys.standardKey, L"NetNum", network);
-    Write(keys.standardKey, L"SNMP Community", community);
+    const Value hardware = Write(keys.standardKey, L"HWAddress", TakeValue(in));
+    const Value network = Write(keys.standardKey, L"NetNum", TakeValue(in));
+    const Value community = Write(keys.standardKey, L"SNMP Community", TakeValue(in));
 
     resolver.Start(kPort, L"Fuzz printer");
     const bool resolved = resolver.StandardPortMonitor();
@@ -202,7 +206,8 @@ uint32_t RunIpx(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
     Check(resolved == (hw && net), "IPX resolution differs from the model");
     if (net) {
         const std::wstring id = Held(*net + L":" + (hw ? *hw : L""));
-        Check(resolver.PortID() == id, "the IPX identity differs from the model");
+        Check(resolver.PortID() == id, "the IPX identity differs from the model (" + std::to_string(resolver.PortID().size())
+                                           + " characters where the model has " + std::to_string(id.size()) + ")");
     }
     if (resolved) {
         Check(resolver.Types() == CX_TYPE_IPX && resolver.PortNumber() == portNumber, "IPX type or port number");
@@ -230,8 +235,7 @@ uint32_t RunAnyProtocol(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 
 uint32_t RunVelnet(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 {
-    const Value id = TakeValue(in);
-    Write(keys.velnetKey, L"ZQNetworkPrinterID", id);
+    const Value id = Write(keys.velnetKey, L"ZQNetworkPrinterID", TakeValue(in));
     resolver.Start(kPort, L"Fuzz printer");
     const bool resolved = resolver.VelnetPortResolved();
     const std::optional<std::wstring> text = ModelText(id);
@@ -261,8 +265,7 @@ uint32_t RunVelnet(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 
 uint32_t RunDlc(FuzzInput& in, fuzz::FuzzResolver& resolver, Keys& keys)
 {
-    const Value hardware = TakeValue(in);
-    Write(keys.dlcKey, kPort, hardware);
+    const Value hardware = Write(keys.dlcKey, kPort, TakeValue(in));
     resolver.Start(kPort, L"Fuzz printer");
     const bool resolved = resolver.ZqDlcNetworkResolved();
     const std::optional<std::wstring> text = ModelText(hardware);
