@@ -96,8 +96,9 @@ Value TakeValue(FuzzInput& in)
     return value;
 }
 
-// Writes the value and gives back what the registry keeps of it, which the
-// model reads: Wine adds a terminator to a text written without one.
+// Writes the value and gives back what the registry returns of it, which
+// the model reads: Wine gives a text written without its terminator back
+// two bytes longer.
 Value Write(HKEY key, const wchar_t* name, const Value& value)
 {
     if (!value.present) {
