@@ -36,8 +36,10 @@ bench: bootstrap
 FUZZ_RUNS ?= 1000000
 fuzz: configure
 	cmake --build $(BUILD) --target orvane_fuzz
-	cd $(BUILD) && time bash $(CURDIR)/tests/fuzz/fuzz-netns.sh wineprefix-fuzz bin/orvane_fuzz.exe \
-	  --runs $(FUZZ_RUNS) --crashes fuzz-crashes
+	@started=$$(date +%s) && cd $(BUILD) && \
+	  bash $(CURDIR)/tests/fuzz/fuzz-netns.sh wineprefix-fuzz bin/orvane_fuzz.exe \
+	    --runs $(FUZZ_RUNS) --crashes fuzz-crashes && \
+	  echo "make fuzz: $$(( $$(date +%s) - started )) s"
 
 clean:
 	rm -rf $(BUILD)
