@@ -2,7 +2,7 @@
 BUILD ?= build
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test demo bench clean
+.PHONY: all bootstrap configure build test demo bench fuzz clean
 
 all: build
 
@@ -31,6 +31,15 @@ bench: bootstrap
 	  $(MAKE) -s --no-print-directory $(BUILD)/build.ninja && \
 	  cmake --build $(BUILD) --target orvane-bench && \
 	  BENCH_STARTED=$$started scripts/bench $(BUILD)
+
+# The long fuzzing pass: every target for FUZZ_RUNS inputs.
+FUZZ_RUNS ?= 1000000
+fuzz: configure
+	cmake --build $(BUILD) --target orvane_fuzz
+	@started=$$(date +%s) && cd $(BUILD) && \
+	  bash $(CURDIR)/tests/fuzz/fuzz-netns.sh wineprefix-fuzz bin/orvane_fuzz.exe \
+	    --runs $(FUZZ_RUNS) --crashes fuzz-crashes && \
+	  echo "make fuzz: $$(( $$(date +%s) - started )) s"
 
 clean:
 	rm -rf $(BUILD)

@@ -53,6 +53,9 @@ void CWSDSession::ReceiveEnd()
 {
     QV_LOG_FUNCTION(g_pDiscoveryLibLog, L"QVDiscovery::CWSDSession::ReceiveEnd");
     m_soap.header = nullptr;
+    // The matches' structures are gSOAP's C++ objects: soap_end alone would
+    // forget them without deleting them.
+    soap_destroy(&m_soap);
     soap_end(&m_soap);
 }
 
