@@ -288,6 +288,28 @@ TEST_F(DeviceSearch, SecondAddOfTheSameSerialNumberLogsTheDuplicateAndTheSearchS
     EXPECT_EQ(2u, responder.Lines("wsd Probe from 127.0.0.1:")) << responder.Output();
 }
 
+// Two devices that claim one serial number make one device: the second to
+// answer is a duplicate.
+TEST_F(DeviceSearch, TwoRespondersClaimingOneSerialNumberMakeOneDevice)
+{
+    const std::wstring type = L"zqd:Twin" + std::to_wstring(GetCurrentProcessId());
+    Responder first(Serial(L"DSTWIN"), {L"--types", L"zqd:zqDevice " + type});
+    ASSERT_TRUE(first.Running()) << first.Output();
+    Responder second(L"DSTWIN", {L"--types", L"zqd:zqDevice " + type});
+    ASSERT_TRUE(second.Running()) << second.Output();
+    LoopbackAdapters one(1);
+    CNetworkDevices devices;
+    RecordingCallback callback;
+    callback.goOn = [this] { return m_log.Count(L"(I0) Ignoring a duplicate network device\n") == 0; };
+    CDeviceDiscovery discovery(&callback);
+    EXPECT_EQ(0u, discovery.SearchByType(type.c_str(), &devices));
+    EXPECT_EQ((std::vector<std::wstring>{L"add DSTWIN", L"complete 0"}), callback.calls);
+    EXPECT_EQ(1u, m_log.Count(L"(I0) Ignoring a duplicate network device\n"));
+    ASSERT_EQ(1u, devices.GetCount());
+    const std::wstring guid = dynamic_cast<CNetworkDevice*>(devices.GetDevice(0))->GetGUID();
+    EXPECT_TRUE(guid == first.Endpoint() || guid == second.Endpoint()) << guid;
+}
+
 // Edge: a search by type that hears only known devices.
 TEST_F(DeviceSearch, SearchByTypeHearingOnlyKnownDevicesEndsNotInitialisedAndFails)
 {

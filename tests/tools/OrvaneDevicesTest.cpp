@@ -87,3 +87,84 @@ TEST(OrvaneDevices, UsageErrorsExitWith2)
     ASSERT_FALSE(help.out.empty());
     EXPECT_EQ("usage: orvane devices [--usb] [--network] [--json]", help.out[0]);
 }
+
+namespace {
+
+// The folder of network device records that orvane.exe uses: below the
+// common application data, "ZQ" and the name of the folder above bin.
+std::wstring RecordFolder()
+{
+    std::wstring root = toolstest::ChildProcess::BinaryFolder();
+    root.pop_back();
+    root = root.substr(0, root.rfind(L'\\'));
+    wchar_t common[MAX_PATH] = {};
+    GetEnvironmentVariableW(L"ALLUSERSPROFILE", common, MAX_PATH);
+    return std::wstring(common) + L"\\ZQ\\" + root.substr(root.rfind(L'\\') + 1) + L"\\NetworkDevices";
+}
+
+std::string ReadRecord(const std::wstring& path)
+{
+    std::string bytes;
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        char buffer[4096];
+        DWORD got = 0;
+        while (ReadFile(file, buffer, sizeof buffer, &got, nullptr) && got > 0) {
+            bytes.append(buffer, got);
+        }
+        CloseHandle(file);
+    }
+    return bytes;
+}
+
+void WriteRecord(const std::wstring& path, const std::string& bytes)
+{
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    DWORD written = 0;
+    ::WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    CloseHandle(file);
+}
+
+}  // namespace
+
+// The record says the device is at an old address, off the subnet (so the
+// search is directed, and stays on loopback); its host name names where the
+// device answers now. --open finds it there and the record follows.
+TEST(OrvaneDevices, OpenFindsAMovedDeviceAtItsHostNameAndRewritesItsRecord)
+{
+    const std::string address = LoopbackAddress();
+    const std::wstring wide = tools::Text::Wide(address);
+    DevsimProcess devsim({L"--bind", wide, L"--wsd", L"--uuid", L"6f72766e-6465-4673-896d-0000000000e8",
+                          L"--host-name", L"moved-printer", L"--serial-number", L"ORV-MOVED-8", L"--device-id",
+                          L"MFG:Orvane;MDL:Virtual 8;", L"--services", L"Print9100 DSD"});
+    ASSERT_TRUE(devsim.Running()) << devsim.Process().Output();
+    const std::wstring folder = RecordFolder();
+    CreateDirectoryW(folder.c_str(), nullptr);
+    const std::wstring record = folder + L"\\ORV-MOVED-8.ini";
+    auto text = [](const std::string& host, const std::string& ip) {
+        return "[DeviceInfo]\r\nSerialNumber=ORV-MOVED-8\r\nModelName=Orvane Virtual 8\r\n"
+               "GUID=urn:uuid:6f72766e-6465-4673-896d-0000000000e8\r\nMAC=00:00:5E:00:53:01\r\nHostName="
+               + host + "\r\nIPAddress=" + ip
+               + "\r\nNetworkType=Ethernet\r\nOffSubNet=true\r\nMulticastEnabled=true\r\nDefaultToSearchByIP=true\r\n"
+                 "[ConfigInfo]\r\nPortNumber=8080\r\n";
+    };
+    WriteRecord(record, text(address, "127.94.0.252"));
+
+    const RunResult listed = Devices({L"--network"});
+    EXPECT_EQ(0, listed.exitCode);
+    const RunResult opened = Devices({L"--open", L"ORV-MOVED-8"});
+    const std::string after = ReadRecord(record);
+    DeleteFileW(record.c_str());
+    bool offlineBefore = false;
+    for (const std::string& line : listed.out) {
+        offlineBefore = offlineBefore
+                        || line == "network ORV-MOVED-8          Orvane Virtual 8         127.94.0.252 offline";
+    }
+    EXPECT_TRUE(offlineBefore) << ::testing::PrintToString(listed.out);
+    EXPECT_EQ(0, opened.exitCode) << ::testing::PrintToString(opened.err);
+    EXPECT_EQ((std::vector<std::string>{
+                  "network ORV-MOVED-8          Orvane Virtual 8         " + address + " online",
+                  "        config  Orvane Virtual 8                 " + address + ":8080"}),
+              opened.out);
+    EXPECT_EQ(text("moved-printer", address), after) << "the record follows the device";
+}
