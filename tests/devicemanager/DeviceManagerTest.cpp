@@ -157,12 +157,23 @@ TEST_F(DeviceManagerLib, DeviceWithOnlyAPrintFunctionIsNotOpenedByMydut)
     const wchar_t kPrinterId[] = L"ROOT\\ZQNETPRINTER\\0960";
     DescribedTree tree(DeviceTree().Add(PrinterNode(kPrinterId, L"DMPRINT")));
     ASSERT_EQ(L"", tree.Error());
-    // Every other record of the folder is moved aside for this test.
-    const std::wstring folder = CNetworkDevice::RecordFolder();
-    const std::wstring aside = folder + L".aside";
-    ASSERT_TRUE(::MoveFileW(folder.c_str(), aside.c_str()) || ::GetLastError() == ERROR_FILE_NOT_FOUND);
-    const std::wstring serial =
-        Recorded("DMPRINT", false, {"[PrinterInfo]", "DeviceInstanceId=ROOT\\ZQNETPRINTER\\0960"});
+    // Every other record of the folder is moved aside for this test, and
+    // back whatever its outcome.
+    struct Aside {
+        Aside() : moved(::MoveFileW(folder.c_str(), aside.c_str()) != FALSE) {}
+        ~Aside()
+        {
+            ::DeleteFileW(RecordPath(L"DMPRINT").c_str());
+            if (moved && ::RemoveDirectoryW(folder.c_str())) {
+                ::MoveFileW(aside.c_str(), folder.c_str());
+            }
+        }
+        const std::wstring folder = CNetworkDevice::RecordFolder();
+        const std::wstring aside = folder + L".aside";
+        bool moved;
+    } aside;
+    ASSERT_TRUE(aside.moved || ::GetLastError() == ERROR_FILE_NOT_FOUND);
+    Recorded("DMPRINT", false, {"[PrinterInfo]", "DeviceInstanceId=ROOT\\ZQNETPRINTER\\0960"});
     IDeviceManager* manager = Opened();
     IDevices* devices = nullptr;
     ASSERT_EQ(0u, manager->GetInstalledDevices(CONNECTION_TYPE_NETWORK, &devices, nullptr));
@@ -173,9 +184,6 @@ TEST_F(DeviceManagerLib, DeviceWithOnlyAPrintFunctionIsNotOpenedByMydut)
     EXPECT_EQ(DM_E_NOT_FOUND, manager->OpenDevice(L"MYDUT", CONNECTION_TYPE_NETWORK, &device, nullptr));
     EXPECT_EQ(nullptr, device);
     EXPECT_EQ(0u, manager->DestroyDevices(devices));
-    ::DeleteFileW(RecordPath(serial).c_str());
-    ::RemoveDirectoryW(folder.c_str());
-    ::MoveFileW(aside.c_str(), folder.c_str());
 }
 
 // Edge: connection types 3 and 4.
