@@ -34,10 +34,21 @@ CDevNodeCache::~CDevNodeCache()
     g_pKernelApi->DeleteCriticalSection(&m_parentsLock);
 }
 
+namespace {
+
+CDevNodeCache* g_pGlobalCache = nullptr;
+
+}  // namespace
+
 CDevNodeCache& CDevNodeCache::Global()
 {
     static CDevNodeCache s_cache;
-    return s_cache;
+    return g_pGlobalCache != nullptr ? *g_pGlobalCache : s_cache;
+}
+
+void CDevNodeCache::SetGlobal(CDevNodeCache* cache)
+{
+    g_pGlobalCache = cache;
 }
 
 bool CDevNodeCache::RefreshMap(DEVINST node, QVUtils::IProgress* progress, bool force)

@@ -23,8 +23,10 @@ public:
     CDevNodeCache(const CDevNodeCache&) = delete;
     CDevNodeCache& operator=(const CDevNodeCache&) = delete;
 
-    // The library's one cache.
+    // The library's one cache: the one set by the device manager's start,
+    // else one that lives as long as the program.
     static CDevNodeCache& Global();
+    static void SetGlobal(CDevNodeCache* cache);
 
     // Rebuilds the maps when `force` or when they don't know `node`; false
     // when the platform gave no device list.

@@ -72,7 +72,7 @@ void CNetworkDevice::AskMonitor(const wchar_t* port, std::wstring& ipAddress, st
     g_pSpoolerApi->ClosePrinter(xcv);
 }
 
-unsigned long CNetworkDevice::InitFromPort(const wchar_t* port, QVUtils::IProgress* progress)
+unsigned long CNetworkDevice::InitFromPort(const wchar_t* port, QVUtils::IProgress*)
 {
     QV_LOG_FUNCTION(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::InitFromPort");
     const std::wstring key = kStandardPorts + std::wstring(port);
@@ -97,7 +97,7 @@ unsigned long CNetworkDevice::InitFromPort(const wchar_t* port, QVUtils::IProgre
         return DM_E_NOT_FOUND;
     }
     auto found = std::make_unique<CNetworkDevice>();
-    const unsigned long status = Search({{SearchStep::ByAddress, ipAddress}}, *found, progress);
+    const unsigned long status = Search({{SearchStep::ByAddress, ipAddress}}, *found, nullptr);
     if (status == 0) {
         QV_LOG_INFO(0, L"Rediscovered device by address.");
         Init(*found);

@@ -253,18 +253,6 @@ unsigned long CNetworkDevice::Refresh(QVUtils::IProgress* progress)
     return status;
 }
 
-unsigned long CNetworkDevice::Search(const std::vector<SearchStep>&, CNetworkDevice&, QVUtils::IProgress*)
-{
-    QV_LOG_FUNCTION(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::Search");
-    // The device search (CDeviceDiscovery, a client of the discovery
-    // library) is not part of the library yet: no step runs, and a refresh
-    // or a port's rediscovery ends here with DM_E_NOT_SUPPORTED. It will run
-    // the steps in order into the target device, the first device that
-    // answers ending the search.
-    logScope.m_errorCode = DM_E_NOT_SUPPORTED;
-    return DM_E_NOT_SUPPORTED;
-}
-
 unsigned long CNetworkDevice::SaveAndReload()
 {
     QV_LOG_FUNCTION(g_pDeviceManagerLibLog, L"QVDeviceManager::CNetworkDevice::SaveAndReload");

@@ -26,6 +26,9 @@ struct SearchStep {
 // discovery said of the device last.
 class CNetworkDevice : public CDeviceT<INetworkDevice> {
 public:
+    // The callback of a search that only reports progress.
+    class CDeviceDiscoveryProgress;
+
     CNetworkDevice() = default;
     ~CNetworkDevice() override = default;
 
@@ -135,6 +138,8 @@ private:
     IDeviceFunction* MakeFunction(FUNCTION_TYPE type);
     unsigned long InitFromPort(const wchar_t* port, QVUtils::IProgress* progress);
     void AskMonitor(const wchar_t* port, std::wstring& ipAddress, std::wstring& hostName);
+    // Runs the steps in order into `target` until one finds the device;
+    // without progress the search has no callback.
     unsigned long Search(const std::vector<SearchStep>& steps, CNetworkDevice& target, QVUtils::IProgress* progress);
     // Saves an installed device's record and reads it back.
     unsigned long SaveAndReload();

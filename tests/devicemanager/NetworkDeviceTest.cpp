@@ -325,15 +325,16 @@ TEST_F(NetworkRecords, InitFromAnotherDeviceCopiesItsIdentityAndMakesEmptyFuncti
 TEST_F(NetworkRecords, RefreshOfADeviceOffItsSubnetNeverMulticasts)
 {
     const std::wstring serial = Serial(L"NDOFFNET");
-    Written("NDOFFNET", DeviceInfoLines("NDOFFNET", "192.0.2.77", "tamrik-far", "true", "true", "true"));
+    // Loopback addresses where nothing listens on port 80.
+    Written("NDOFFNET", DeviceInfoLines("NDOFFNET", "127.93.0.77", "127.93.0.78", "true", "true", "true"));
     CNetworkDevice device;
     ASSERT_EQ(0u, device.Init(serial.c_str(), nullptr));
     std::vector<SearchStep> steps = device.RefreshSearch();
     ASSERT_EQ(2u, steps.size());
     EXPECT_EQ(SearchStep::ByAddress, steps[0].kind);
-    EXPECT_EQ(L"192.0.2.77", steps[0].target);
+    EXPECT_EQ(L"127.93.0.77", steps[0].target);
     EXPECT_EQ(SearchStep::ByHostName, steps[1].kind);
-    EXPECT_EQ(L"tamrik-far", steps[1].target);
+    EXPECT_EQ(L"127.93.0.78", steps[1].target);
     device.SetDefaultToSearchByIP(false);
     steps = device.RefreshSearch();
     ASSERT_EQ(2u, steps.size());
@@ -347,11 +348,18 @@ TEST_F(NetworkRecords, RefreshOfADeviceOffItsSubnetNeverMulticasts)
     ASSERT_EQ(1u, steps.size());
     EXPECT_EQ(SearchStep::ById, steps[0].kind);
     EXPECT_EQ(kGuid, steps[0].target);
-    // The search itself is not in the library yet: the refresh says so and
-    // reads the installed device's record again, offline.
-    EXPECT_EQ(DM_E_NOT_SUPPORTED, device.Refresh(nullptr));
+    // Both directed searches find nothing: the refresh reads the installed
+    // device's record again, offline, and no search went by identifier.
+    EXPECT_EQ(DM_E_NETWORK_UNAVAILABLE, device.Refresh(nullptr));
+    std::wstring missing;
+    // The host name first: the device was told not to search by IP first.
+    EXPECT_TRUE(m_log.InOrder({L"(->) CDeviceDiscovery::SearchByAddress, 127.93.0.78",
+                               L"(->) CDeviceDiscovery::SearchByAddress, 127.93.0.77"},
+                              &missing))
+        << missing;
+    EXPECT_EQ(0u, m_log.Count(std::wstring(L"(->) CDeviceDiscovery::SearchById, ") + kGuid));
     EXPECT_FALSE(device.IsOnline());
-    EXPECT_EQ(L"192.0.2.77", device.GetIPAddress());
+    EXPECT_EQ(L"127.93.0.77", device.GetIPAddress());
     EXPECT_TRUE(device.GetDefaultToSearchByIP()) << "read again from the record";
 }
 
@@ -407,11 +415,13 @@ protected:
     }
 };
 
-TEST_F(MonitorPorts, DiscoveryPortGivesItsAddressAndTheSearchThatFollowsIsNotInTheLibraryYet)
+// The addresses the ports give are loopback ones where nothing listens on
+// port 80: the directed search that follows finds no device.
+TEST_F(MonitorPorts, DiscoveryPortGivesItsAddressAndTheSearchThatFollowsFindsNothingThere)
 {
     const auto port = Port(L"ORV_DISCO_IP");
     CNetworkDevice device;
-    EXPECT_EQ(DM_E_NOT_SUPPORTED, device.Init(L"ORV_DISCO_IP", nullptr));
+    EXPECT_EQ(DM_E_NETWORK_UNAVAILABLE, device.Init(L"ORV_DISCO_IP", nullptr));
     std::wstring missing;
     EXPECT_TRUE(m_log.InOrder({L"(I0) Try XcvPort on ORV_DISCO_IP", L"(I0) OpenPrinter to XcvPort succeeded",
                                L"(I0) ORV_DISCO_IP is an ZQ discovery port", L"(I0) XcvData GetConfigInfo succeeded",
@@ -425,7 +435,7 @@ TEST_F(MonitorPorts, DiscoveryPortWithAHostNameOnlyIsLookedUp)
 {
     const auto port = Port(L"ORV_DISCO_HOST");
     CNetworkDevice device;
-    EXPECT_EQ(DM_E_NOT_SUPPORTED, device.Init(L"ORV_DISCO_HOST", nullptr));
+    EXPECT_EQ(DM_E_NETWORK_UNAVAILABLE, device.Init(L"ORV_DISCO_HOST", nullptr));
     std::wstring missing;
     EXPECT_TRUE(m_log.InOrder({L"(I0) XcvData GetConfigInfo succeeded", L"(I0) DNS lookup: localhost to 127.0.0.1",
                                L"(I0) Resolved IP address: 127.0.0.1"},
@@ -451,7 +461,7 @@ TEST_F(MonitorPorts, StandardTcpIpPortKeyGivesTheAddressWithoutAskingTheMonitor)
     peers::TestKey key(HKEY_LOCAL_MACHINE, kMonitors + std::wstring(L"ZQ Standard TCP/IP Port\\Ports\\ORV_STD_1"));
     key.SetString(L"IPAddress", L"127.0.0.4");
     CNetworkDevice device;
-    EXPECT_EQ(DM_E_NOT_SUPPORTED, device.Init(L"ORV_STD_1", nullptr));
+    EXPECT_EQ(DM_E_NETWORK_UNAVAILABLE, device.Init(L"ORV_STD_1", nullptr));
     EXPECT_EQ(0u, m_log.Count(L"(I0) Try XcvPort on ORV_STD_1"));
     EXPECT_EQ(1u, m_log.Count(L"(I0) Resolved IP address: 127.0.0.4"));
 }

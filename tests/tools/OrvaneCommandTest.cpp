@@ -46,6 +46,7 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
     const RunResult help = RunTool(L"orvane.exe", {L"--help"});
     EXPECT_EQ(0, help.exitCode);
     EXPECT_EQ((std::vector<std::string>{"usage: orvane COMMAND [OPTIONS] [ARGUMENTS]", "", "commands:",
+                                        "  devices  list, find or open devices through the device manager",
                                         "  discover search the network for devices by WS-Discovery",
                                         "  http     one HTTP request to a device's web server (default port 80)",
                                         "  log      switch the library's log on or off, or show it",
@@ -91,6 +92,7 @@ TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
         {L"log", "usage: orvane log on|off|show [--process EXE [--module NAME]] [--file PATH] [--level N]"},
         {L"resolve", "usage: orvane resolve [--queue | --port | --share | --server] NAME [--json]"},
         {L"discover", "usage: orvane discover [--type \"QNAME ...\" | --id ID | --address IP] [--json]"},
+        {L"devices", "usage: orvane devices [--usb] [--network] [--json]"},
     };
     for (const auto& usage : usages) {
         const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});
