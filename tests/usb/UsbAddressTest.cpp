@@ -9,10 +9,13 @@
 #include "UsbFixture.h"
 #include "api/QVUSBAddress.h"
 #include "api/USBDeviceManager.h"
+#include "devicemanager/SpoolerSetup.h"
+#include "resolver/SpoolerQueues.h"
 
 using namespace QVDeviceManager;
 using Orvane::QVUSBAddress;
 using Orvane::USBDeviceManager;
+using resolver_test::SpoolerQueues;
 
 namespace usb_test {
 
@@ -321,6 +324,22 @@ TEST_F(UsbDeviceManager, OpensADeviceBySerialNumberOrPortNameAndGivesItBack)
     EXPECT_EQ(byPort->GetSerialNumber(), kRestSerial);
     EXPECT_EQ(manager.CloseDevice(bySerial), 0UL);
     EXPECT_EQ(manager.CloseDevice(byPort), 0UL);
+}
+
+TEST_F(UsbDeviceManager, OpensADeviceByTheNameOfItsPrintQueue)
+{
+    // The device's print queue in Wine's spooler, named by its node.
+    SpoolerQueues queues;
+    const std::wstring queue = SpoolerQueues::Unique(L"ZQ USB MFP");
+    ASSERT_TRUE(queues.Add(queue, L"USB031"));
+    const peers::DeviceTree tree = UsbTree();
+    ASSERT_TRUE(devicemanager_test::SetQueueText(queue, L"PnPData", L"DeviceInstanceId", tree.Nodes()[2].instanceId));
+    USBDeviceManager manager;
+    for (IDevice* device : {manager.OpenUSBDeviceByQueue(queue.c_str()), manager.OpenDot4Device(queue.c_str())}) {
+        ASSERT_NE(device, nullptr);
+        EXPECT_EQ(device->GetSerialNumber(), kSerial);
+        EXPECT_EQ(manager.CloseDevice(device), 0UL);
+    }
 }
 
 TEST_F(UsbDeviceManager, AnUnknownNameGivesNoDevice)
