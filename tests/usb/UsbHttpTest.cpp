@@ -169,6 +169,17 @@ TEST_F(HttpAcrossUsb, DigestCredentialsAnswerTheChallenge)
     EXPECT_EQ(Body(accepted), "<html><body><p>Digest authentication accepted.</p></body></html>\n");
 }
 
+TEST_F(HttpAcrossUsb, BasicCredentialsAreAcceptedToo)
+{
+    auto request = PlainChannel();
+    (*request)->SetUserName(L"admin");
+    (*request)->SetPassword(L"secret");
+    HTTPResponse* accepted = request->Get(L"/basic");
+    ASSERT_NE(accepted, nullptr);
+    EXPECT_EQ(accepted->GetStatusCode(), 200UL);
+    EXPECT_EQ(Body(accepted), "<html><body><p>Basic authentication accepted.</p></body></html>\n");
+}
+
 TEST_F(HttpAcrossUsb, ARequestWithABodyReachesTheDevice)
 {
     auto request = PlainChannel();
@@ -180,6 +191,7 @@ TEST_F(HttpAcrossUsb, ARequestWithABodyReachesTheDevice)
     EXPECT_EQ(response->GetStatusCode(), 200UL);
     const std::string body = Body(response);
     EXPECT_EQ(body.rfind("POST /echo HTTP/1.1\r\n", 0), 0U) << body;
+    EXPECT_NE(body.find("\r\nHOST: \r\n"), std::string::npos) << "a USB channel has no host name: " << body;
     EXPECT_EQ(body.substr(body.size() - 14), "\r\n\r\nname=value") << body;
 }
 
@@ -193,6 +205,9 @@ TEST_F(HttpAcrossUsb, ThePageComesThroughTheComponentLibraryToo)
         ASSERT_NE(response, nullptr);
         EXPECT_EQ(response->GetStatusCode(), 200UL);
         EXPECT_EQ(Body(response), "<html><body>\n<p>This page comes in chunks.</p>\n</body></html>\n");
+        HTTPResponse* echo = request.Get(L"/echo");
+        ASSERT_NE(echo, nullptr);
+        EXPECT_NE(Body(echo).find("\r\nHOST: localhost\r\n"), std::string::npos) << Body(echo);
     }
     const std::string calls = ComponentLibraries::Calls();
     EXPECT_EQ(calls.rfind("FXVarloChannel.dll:OpenBulk(USB031);", 0), 0U) << calls;
