@@ -4,10 +4,14 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <memory>
 
 #include "common/Text.h"
 #include "devsim/EventLog.h"
+#include "devsim/JobStore.h"
 #include "devsim/StopSignal.h"
+#include "devsim/UsbWebChannel.h"
+#include "devsim/WebSite.h"
 #include "usbprinter/UsbPrinterDriver.h"
 #include "usbprinter/VirtualUsbPrinter.h"
 
@@ -18,11 +22,15 @@ const wchar_t kUsbPrintPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-
 namespace {
 
 const char kUsage[] =
-    "usage: orvane-devsim --usb [--path DEVICE-PATH] [--jobs FOLDER] [--reply TEXT] [--seconds N]\n"
+    "usage: orvane-devsim --usb [--path DEVICE-PATH] [--config-path DEVICE-PATH] [--jobs FOLDER]\n"
+    "                           [--reply TEXT] [--seconds N]\n"
     "\n"
     "Starts the virtual USB printer's driver and plays the device: its print\n"
     "function answers at DEVICE-PATH, what a host writes there is appended to\n"
     "FOLDER\\usb-print.prn, and a host's reads get TEXT (once), then wait.\n"
+    "With --config-path the configuration function answers there too, with the\n"
+    "simulator's web site: a host's HTTP requests written to it are answered on\n"
+    "its reads (user admin, password orvane).\n"
     "Stops on Ctrl-C or after N seconds. One program plays the device at a time.\n"
     "\n"
     "  --path DEVICE-PATH  default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
@@ -30,6 +38,7 @@ const char kUsage[] =
 
 struct UsbOptions {
     std::wstring path = kUsbPrintPath;
+    std::wstring configPath;  // empty: no configuration function
     std::wstring jobs = L"devsim-jobs";
     std::string reply;
     unsigned long seconds = 0;
@@ -46,6 +55,8 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
         const std::wstring& value = arguments[++i];
         if (name == L"--path") {
             options->path = value;
+        } else if (name == L"--config-path") {
+            options->configPath = value;
         } else if (name == L"--jobs") {
             options->jobs = value;
         } else if (name == L"--reply") {
@@ -84,9 +95,12 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
     }
     EventLog log;
     StopSignal stop(options.seconds);
+    JobStore jobs(options.jobs, log);
+    WebSite site(jobs, "admin", "orvane");
     int result = 0;
     {
         usbprinter::VirtualUsbPrinter printer;
+        std::unique_ptr<UsbWebChannel> web;
         printer.SetSink(USBPRINTER_FUNCTION_PRINT, [job](const unsigned char* data, size_t size) {
             DWORD written = 0;
             WriteFile(job, data, static_cast<DWORD>(size), &written, nullptr);
@@ -98,7 +112,15 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
             std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s\n",
                          tools::Text::Narrow(options.path).c_str());
             result = 1;
+        } else if (!options.configPath.empty() && !printer.Plug(USBPRINTER_FUNCTION_CONFIG, options.configPath)) {
+            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s\n",
+                         tools::Text::Narrow(options.configPath).c_str());
+            result = 1;
         } else {
+            if (!options.configPath.empty()) {
+                web = std::make_unique<UsbWebChannel>(printer, site, &log);
+                log.Line("usb configuration function at " + tools::Text::Narrow(options.configPath) + " (web site)");
+            }
             printer.Supply(USBPRINTER_FUNCTION_PRINT, options.reply.data(), options.reply.size());
             log.Line("usb print function at " + tools::Text::Narrow(options.path));
             log.Line("jobs go to " + tools::Text::Narrow(jobPath));
@@ -118,6 +140,7 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
             }
             log.Line(std::string("stopping: ") + reason);
         }
+        web.reset();
     }
     CloseHandle(job);
     log.Line("stopped");
