@@ -134,6 +134,27 @@ TEST_F(UsbFactory, UsbPortThatNoDeviceHasGivesNull)
     EXPECT_EQ(m_apiLog.Count(L"(I0) Port is USB"), 1u);
 }
 
+TEST_F(UsbFactory, UsbPortWithAQueueButNoDeviceIsSearchedTwice)
+{
+    // The first way finds the queue but no device; the last chance makes a
+    // second manager and searches again, by port name alone.
+    const std::wstring queue = SpoolerQueues::Unique(L"ZQ USB Factory nothing on USB099");
+    ASSERT_TRUE(m_queues.Add(queue, L"USB099"));
+    EXPECT_EQ(AddressFactory::CreateFromPortName(L"USB099"), nullptr);
+    EXPECT_EQ(m_apiLog.Count(L"(I0) Port is USB"), 2u);
+    EXPECT_EQ(m_apiLog.Count(L"(->) AddressFactory::CreateUSBAddress"), 2u);
+    EXPECT_EQ(m_apiLog.Count(L"(->) USBDeviceManager::OpenUSBDeviceByPort"), 2u);
+}
+
+TEST_F(UsbFactory, LowerCaseUsbPortOfADeviceGivesNullWithoutTheLastChance)
+{
+    // The device on USB031 is there, but "usb" is no "USB".
+    EXPECT_EQ(AddressFactory::CreateFromPortName(L"usb031"), nullptr);
+    EXPECT_EQ(m_apiLog.Count(L"(I0) Create address for port usb031"), 1u);
+    EXPECT_EQ(m_apiLog.Count(L"(I0) Port is USB"), 0u);
+    EXPECT_EQ(m_apiLog.Count(L"(->) AddressFactory::CreateUSBAddress"), 0u);
+}
+
 TEST_F(UsbFactory, AddressTextIsTheStrippedPortUnlessTheBulkLibraryServesTheConfiguration)
 {
     HeldAddress normal(AddressFactory::CreateFromPortName(L"USB031:Orvane"));
