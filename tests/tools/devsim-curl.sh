@@ -24,4 +24,13 @@ check keep-alive "200 200 1" "$(fetch -o /dev/null -o /dev/null -w '%{http_code}
 check echo $'PUT /echo HTTP/1.1\r\nHost: 127.0.0.1:'$devsim_http_port$'\r\nUser-Agent: t\r\nAccept: */*\r\nX-Test: 1\r\nContent-Length: 5\r\nContent-Type: application/x-www-form-urlencoded\r\n\r\nhello' \
   "$(fetch -A t -X PUT -H 'X-Test: 1' --data hello "$url/echo")"
 check echo-logged 1 "$(devsim_log | grep -Ec '^http PUT /echo from 127\.0\.0\.1:[0-9]+: 200 \(5 bytes of body\)$')"
+# The management objects: one object, the next one, past the last, and a set
+# of the contact, read back; a read-only object refuses a set.
+check mib-get $'1.3.6.1.2.1.1.1.0\nSTRING\nOrvane virtual printer' "$(fetch "$url/mib?get=1.3.6.1.2.1.1.1.0")"
+check mib-next $'1.3.6.1.2.1.25.3.5.1.1.1\nINTEGER\n3' "$(fetch "$url/mib?next=1.3.6.1.2.1.1.5.0")"
+check mib-end "404 end of MIB" "$(fetch -w '%{http_code} ' -o /dev/null "$url/mib?next=1.3.6.1.2.1.43.10.2.1.4.1.1"; \
+  fetch "$url/mib?next=1.3.6.1.2.1.43.10.2.1.4.1.1")"
+check mib-set $'1.3.6.1.2.1.1.4.0\nSTRING\nroom 1' "$(fetch --data-binary $'STRING\nroom 1' "$url/mib?set=1.3.6.1.2.1.1.4.0")"
+check mib-read-back $'1.3.6.1.2.1.1.4.0\nSTRING\nroom 1' "$(fetch "$url/mib?get=1.3.6.1.2.1.1.4.0")"
+check mib-read-only 403 "$(fetch -o /dev/null -w '%{http_code}' --data-binary $'STRING\nx' "$url/mib?set=1.3.6.1.2.1.1.1.0")"
 exit $fail
