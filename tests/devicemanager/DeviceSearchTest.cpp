@@ -40,28 +40,31 @@ std::wstring Hex(unsigned value, int digits)
     return text;
 }
 
-// A simulator on a loopback address that no other run on this machine uses
-// at the same time, with an identity derived from that address.
+// A simulator on a loopback address of its own, with an identity derived
+// from that address; an address that another simulator on this machine
+// holds is given up for another one.
 class Responder {
 public:
     explicit Responder(const std::wstring& serial, std::vector<std::wstring> extra = {})
     {
-        static unsigned counter = 0;
-        const unsigned seed = GetCurrentProcessId() + GetTickCount() / 16 + counter++ * 7;
-        b = 1 + seed % 250;
-        c = 1 + (seed / 250 + counter) % 250;
-        address = L"127.93." + std::to_wstring(b) + L"." + std::to_wstring(c);
-        uuid = kUuidStem + Hex(b, 6) + Hex(c, 6);
-        std::vector<std::wstring> arguments{L"--bind", address, L"--wsd", L"--uuid", uuid, L"--host-name",
-                                            L"devsim-" + std::to_wstring(c), L"--serial-number", serial,
-                                            L"--device-id", L"MFG:ZQ;MDL:Tamrik 500;", L"--services",
-                                            L"Print9100 DSD", L"--adapter-type", L"Ethernet"};
-        arguments.insert(arguments.end(), extra.begin(), extra.end());
-        devsim = std::make_unique<toolstest::DevsimProcess>(arguments);
+        devsim = std::make_unique<toolstest::DevsimProcess>([this, serial, extra] {
+            address = toolstest::RandomLoopbackAddress(93);
+            const size_t third = address.rfind(L'.');
+            b = std::stoul(address.substr(7, third - 7));
+            c = std::stoul(address.substr(third + 1));
+            uuid = kUuidStem + Hex(b, 6) + Hex(c, 6);
+            std::vector<std::wstring> arguments{L"--bind", address, L"--wsd", L"--uuid", uuid, L"--host-name",
+                                                L"devsim-" + std::to_wstring(c), L"--serial-number", serial,
+                                                L"--device-id", L"MFG:ZQ;MDL:Tamrik 500;", L"--services",
+                                                L"Print9100 DSD", L"--adapter-type", L"Ethernet"};
+            arguments.insert(arguments.end(), extra.begin(), extra.end());
+            return arguments;
+        });
     }
     std::wstring Endpoint() const { return L"urn:uuid:" + uuid; }
     bool Running() const { return devsim->Running(); }
-    std::string Output() { return devsim->Process().Output(); }
+    // Standard output, and what simulators that did not start said.
+    std::string Output() { return devsim->Process().Output() + devsim->Failures(); }
     // Lines of the simulator's log that begin with `prefix`.
     size_t Lines(const std::string& prefix)
     {
