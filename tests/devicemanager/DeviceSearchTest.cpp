@@ -336,7 +336,9 @@ TEST_F(DeviceSearch, SearchByTypeHearingOnlyKnownDevicesEndsNotInitialisedAndFai
 // real; its Bye is then handed to the search's client as the event thread
 // hands it on. The simulator's own Bye does not reach the search on
 // loopback: a socket bound to 127.0.0.1 and joined to the group there hears
-// no group datagram (measured), so the Hello/Bye session stays silent.
+// no group datagram (measured), so the Hello/Bye session stays silent. A
+// simulator's real Bye reaching a search is in the namespace tests
+// (tests/wsdnetns/devices-e2e.sh).
 TEST_F(DeviceSearch, DeviceThatSaysByeGoesOfflineAndStaysInTheCollection)
 {
     const std::wstring type = L"zqd:Bye" + std::to_wstring(GetCurrentProcessId());

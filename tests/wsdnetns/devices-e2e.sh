@@ -88,6 +88,24 @@ ok=1
 devices_case uninstall $((1 - ok)) "$out" "$out.err"
 devsim_stop 5
 
+# Install by a search of the whole network: simulator 2 (configuration
+# only) answers on IPv4 and IPv6, and the first answer is installed. An
+# identity that nothing answers for is not found.
+rc=0
+devices "$out" --install SIM-0002 --json || rc=$?
+ok=1
+[ "$rc" -eq 0 ] && [ -e "$records/SIM-0002.ini" ] \
+  && { [ "$(cat "$out")" = "$(devices_record 2 10.77.0.12 1 1 "Orvane Sim 2" 10.77.0.12:8080)" ] \
+       || [ "$(cat "$out")" = "$(devices_record 2 fd77::12 1 1 "Orvane Sim 2" "[fd77::12]:8080")" ]; } || ok=0
+rc=0
+devices "$out.uninstall" --uninstall SIM-0002 || rc=$?
+[ "$rc" -eq 0 ] && [ ! -e "$records/SIM-0002.ini" ] || ok=0
+rc=0
+devices "$out.unknown" --install SIM-9999 || rc=$?
+[ "$rc" -eq 1 ] && [ "$(cat "$out.unknown.err" | tr -d '\r')" = "orvane devices: cannot find SIM-9999: 0x83E8FAFD (DM_E_NOT_FOUND)" ] \
+  || ok=0
+devices_case install-by-search $((1 - ok)) "$out" "$out.err" "$out.uninstall.err" "$out.unknown.err"
+
 # A search of the whole network (--find, no type): simulators 1 to 3 answer
 # on IPv4 and IPv6, each listed once, the second answer logged as a
 # duplicate; simulator 6 answers and then says Bye (stopped once the search
