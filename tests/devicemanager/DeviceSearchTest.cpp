@@ -65,12 +65,16 @@ public:
     bool Running() const { return devsim->Running(); }
     // Standard output, and what simulators that did not start said.
     std::string Output() { return devsim->Process().Output() + devsim->Failures(); }
-    // Lines of the simulator's log that begin with `prefix`.
-    size_t Lines(const std::string& prefix)
+    // Lines of the simulator's log that begin with `prefix` and end with
+    // `suffix`.
+    size_t Lines(const std::string& prefix, const std::string& suffix)
     {
         size_t count = 0;
         for (const std::string& line : devsim->Process().OutputLines()) {
-            count += line.rfind(prefix, 0) == 0 ? 1 : 0;
+            count += line.rfind(prefix, 0) == 0 && line.size() >= prefix.size() + suffix.size()
+                             && line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0
+                         ? 1
+                         : 0;
         }
         return count;
     }
@@ -275,7 +279,7 @@ TEST_F(DeviceSearch, RefreshOfADeviceOffItsSubnetSearchesItsAddressesInTurn)
 // Edge: a device heard on two adapters.
 TEST_F(DeviceSearch, SecondAddOfTheSameSerialNumberLogsTheDuplicateAndTheSearchStaysASuccess)
 {
-    const std::wstring type = L"zqd:Dup" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Dup" + toolstest::RandomToken();
     Responder responder(Serial(L"DSTWICE"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(responder.Running()) << responder.Output();
     LoopbackAdapters two(2);
@@ -288,14 +292,16 @@ TEST_F(DeviceSearch, SecondAddOfTheSameSerialNumberLogsTheDuplicateAndTheSearchS
     EXPECT_EQ(1u, m_log.Count(L"(I0) Ignoring a duplicate network device\n"));
     ASSERT_EQ(1u, devices.GetCount());
     EXPECT_EQ(responder.Endpoint(), dynamic_cast<CNetworkDevice*>(devices.GetDevice(0))->GetGUID());
-    EXPECT_EQ(2u, responder.Lines("wsd Probe from 127.0.0.1:")) << responder.Output();
+    // Probes of other runs on this machine reach the simulator too; only
+    // this search's match its type.
+    EXPECT_EQ(2u, responder.Lines("wsd Probe from 127.0.0.1:", ": ProbeMatches sent")) << responder.Output();
 }
 
 // Two devices that claim one serial number make one device: the second to
 // answer is a duplicate.
 TEST_F(DeviceSearch, TwoRespondersClaimingOneSerialNumberMakeOneDevice)
 {
-    const std::wstring type = L"zqd:Twin" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Twin" + toolstest::RandomToken();
     Responder first(Serial(L"DSTWIN"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(first.Running()) << first.Output();
     Responder second(L"DSTWIN", {L"--types", L"zqd:zqDevice " + type});
@@ -316,7 +322,7 @@ TEST_F(DeviceSearch, TwoRespondersClaimingOneSerialNumberMakeOneDevice)
 // Edge: a search by type that hears only known devices.
 TEST_F(DeviceSearch, SearchByTypeHearingOnlyKnownDevicesEndsNotInitialisedAndFails)
 {
-    const std::wstring type = L"zqd:Known" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Known" + toolstest::RandomToken();
     Responder responder(Serial(L"DSKNOWN"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(responder.Running()) << responder.Output();
     WriteBytes(RecordPath(L"DSKNOWN"), RecordText(DeviceInfoLines("DSKNOWN", "127.0.0.1", "known")));
@@ -341,7 +347,7 @@ TEST_F(DeviceSearch, SearchByTypeHearingOnlyKnownDevicesEndsNotInitialisedAndFai
 // (tests/wsdnetns/devices-e2e.sh).
 TEST_F(DeviceSearch, DeviceThatSaysByeGoesOfflineAndStaysInTheCollection)
 {
-    const std::wstring type = L"zqd:Bye" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Bye" + toolstest::RandomToken();
     Responder responder(Serial(L"DSBYE"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(responder.Running()) << responder.Output();
     LoopbackAdapters one(1);
@@ -373,7 +379,7 @@ TEST_F(DeviceSearch, CallbackThatSaysStopEndsTheSearchWithinOneProgressInterval)
     callback.goOn = [] { return false; };
     CDeviceDiscovery discovery(&callback);
     EXPECT_EQ(DM_E_NO_DEVICE_RESPONDED,
-              discovery.SearchByType((L"zqd:Nobody" + std::to_wstring(GetCurrentProcessId())).c_str(), &devices));
+              discovery.SearchByType((L"zqd:Nobody" + toolstest::RandomToken()).c_str(), &devices));
     // The one tick that said stop, and the closing 100.
     ASSERT_EQ(2u, callback.percents.size());
     EXPECT_EQ(100.0, callback.percents[1]);

@@ -2,6 +2,7 @@
 #include "tools/DevsimProcess.h"
 
 #include <cstdlib>
+#include <cwchar>
 #include <fstream>
 #include <sstream>
 
@@ -39,6 +40,15 @@ std::wstring RandomLoopbackAddress(unsigned net)
     rand_s(&random);
     return L"127." + std::to_wstring(net) + L"." + std::to_wstring(1 + random % 250) + L"."
            + std::to_wstring(1 + (random >> 8) % 250);
+}
+
+std::wstring RandomToken()
+{
+    unsigned int random = 0;
+    rand_s(&random);
+    wchar_t text[16];
+    swprintf(text, 16, L"%08x", random);
+    return text;
 }
 
 DevsimProcess::DevsimProcess(std::vector<std::wstring> extra)

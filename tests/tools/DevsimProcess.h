@@ -53,6 +53,9 @@ private:
 // ids and ticks are no seed: runs of the suite in other Wine prefixes on
 // this machine see the same ones, and they share the host's loopback.
 std::wstring RandomLoopbackAddress(unsigned net);
+// Eight hex digits from the same source: names such as a discovery type
+// that no run in another prefix uses at the same time.
+std::wstring RandomToken();
 
 // A scratch file under the temporary folder, deleted with this object.
 class TempFile {
