@@ -60,6 +60,14 @@ public:
     ~GroupSocket() { closesocket(m_socket); }
 
     bool Ok() const { return m_ok; }
+    // The port the socket sends from, as the simulator's log names it.
+    std::string Port() const
+    {
+        sockaddr_in local{};
+        int length = sizeof(local);
+        getsockname(m_socket, reinterpret_cast<sockaddr*>(&local), &length);
+        return std::to_string(ntohs(local.sin_port));
+    }
 
     bool SendToGroup(const std::string& message)
     {
@@ -219,7 +227,11 @@ TEST_F(DevsimDiscovery, AnswersAProbeOfItsTypesAndAResolveForItsEndpointFromTheG
     ASSERT_TRUE(client.SendToGroup(Request("<d:Probe><d:Types>v:Scanner</d:Types></d:Probe>", "urn:uuid:p-2")));
     ASSERT_TRUE(client.SendToGroup(Request("<d:Resolve><a:EndpointReference><a:Address>urn:uuid:other</a:Address>"
                                            "</a:EndpointReference></d:Resolve>", "urn:uuid:r-2")));
-    const std::vector<std::string> answers = WaitForLines(m_devsim->Process(), {"wsd Probe ", "wsd Resolve "}, 4);
+    // Only this client's requests: other runs on this machine probe the
+    // group on loopback too.
+    const std::string from = " from 127.0.0.1:" + client.Port() + ":";
+    const std::vector<std::string> answers =
+        WaitForLines(m_devsim->Process(), {"wsd Probe" + from, "wsd Resolve" + from}, 4);
     EXPECT_EQ((std::vector<std::string>{"wsd Probe from 127.0.0.1:P: ProbeMatches sent",
                                         "wsd Resolve from 127.0.0.1:P: ResolveMatches sent",
                                         "wsd Probe from 127.0.0.1:P: no match",
@@ -237,7 +249,9 @@ TEST(DevsimAnnouncements, HelloAtTheStartAndByeAtAStopByItsTimeLimit)
     GroupSocket listener(true);
     ASSERT_TRUE(listener.Ok()) << WSAGetLastError();
     std::string address;
-    const std::string endpoint = "urn:uuid:0d5e7a11-2222-4222-8333-000000000abc";
+    // An identity of this run's: runs in other prefixes announce on
+    // loopback too.
+    const std::string endpoint = "urn:uuid:0d5e7a11-2222-4222-8333-" + tools::Text::Narrow(toolstest::RandomToken()) + "0abc";
     DevsimProcess devsim([&address, &endpoint] {
         address = OwnLoopbackAddress();
         return std::vector<std::wstring>{L"--bind", Wide(address), L"--wsd", L"--uuid", Wide(endpoint.substr(9)),
