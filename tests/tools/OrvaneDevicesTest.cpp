@@ -187,7 +187,8 @@ TEST(OrvaneDevices, OpenFindsAMovedDeviceAtItsHostNameAndRewritesItsRecord)
 
 namespace {
 
-// The names of the keys below a key of HKEY_LOCAL_MACHINE, every level.
+// The keys below a key of HKEY_LOCAL_MACHINE, every level, each with its
+// values' names, types and sizes.
 void KeyNames(const std::wstring& path, std::vector<std::wstring>* names)
 {
     HKEY key = nullptr;
@@ -195,6 +196,13 @@ void KeyNames(const std::wstring& path, std::vector<std::wstring>* names)
         return;
     }
     names->push_back(path);
+    wchar_t value[16384];
+    DWORD type = 0;
+    DWORD bytes = 0;
+    for (DWORD i = 0, chars = 16384;
+         RegEnumValueW(key, i, value, &chars, nullptr, &type, nullptr, &bytes) == ERROR_SUCCESS; ++i, chars = 16384) {
+        names->push_back(path + L"|" + value + L"|" + std::to_wstring(type) + L"|" + std::to_wstring(bytes));
+    }
     std::vector<std::wstring> children;
     wchar_t name[256];
     for (DWORD i = 0, chars = 256; RegEnumKeyExW(key, i, name, &chars, nullptr, nullptr, nullptr, nullptr)
@@ -209,7 +217,8 @@ void KeyNames(const std::wstring& path, std::vector<std::wstring>* names)
 }
 
 // What an install changes on the machine: the nodes of the device tree, the
-// driver keys, the print monitors' ports, and the record folder.
+// driver keys, the print monitors' ports, and the record folder with each
+// record's bytes.
 std::vector<std::wstring> MachineState()
 {
     std::vector<std::wstring> state;
@@ -222,6 +231,8 @@ std::vector<std::wstring> MachineState()
     if (search != INVALID_HANDLE_VALUE) {
         do {
             state.push_back(found.cFileName);
+            const std::string bytes = ReadRecord(RecordFolder() + L"\\" + found.cFileName);
+            state.emplace_back(bytes.begin(), bytes.end());
         } while (FindNextFileW(search, &found));
         FindClose(search);
     }
