@@ -14,6 +14,7 @@
 #include "NetworkRecord.h"
 #include "SpoolerSetup.h"
 #include "devicemanager/CNetworkDevice.h"
+#include "devicemanager/CNetworkDevices.h"
 #include "devicemanager/DeviceManagerLib.h"
 #include "devicemanager/DeviceManagerTypes.h"
 #include "doubles/ModuleLogFile.h"
@@ -240,6 +241,38 @@ TEST_F(DeviceManagerLib, CloseDeviceTwiceIsAnInvalidArgumentTheSecondTime)
     ASSERT_LT(0u, devices->GetCount());
     EXPECT_EQ(DM_E_INVALID_ARGUMENT, manager->CloseDevice(devices->GetDevice(0)));
     EXPECT_EQ(0u, CloseDeviceManager(manager));
+}
+
+// Ownership of collections, and of objects whose manager is gone: a closed
+// manager took its objects with it, so another manager, or the library,
+// refuses them by address without touching them.
+TEST_F(DeviceManagerLib, CollectionDestroyedTwiceOrForeignAndObjectsOfAClosedManagerAreInvalidArguments)
+{
+    const std::wstring serial = Recorded("DMOWNER");
+    IDeviceManager* first = Opened();
+    IDeviceManager* second = nullptr;
+    ASSERT_EQ(0u, OpenDeviceManager(&second));
+    IDevices* devices = nullptr;
+    ASSERT_EQ(0u, first->GetInstalledDevices(CONNECTION_TYPE_NETWORK, &devices, nullptr));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, second->DestroyDevices(devices)) << "a collection of another manager";
+    EXPECT_EQ(0u, first->DestroyDevices(devices));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, first->DestroyDevices(devices));
+    CNetworkDevices foreign;
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, first->DestroyDevices(&foreign));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, first->DestroyDevices(nullptr));
+
+    IDevice* device = nullptr;
+    ASSERT_EQ(0u, first->OpenDevice(serial.c_str(), CONNECTION_TYPE_NETWORK, &device, nullptr));
+    ASSERT_EQ(0u, first->GetInstalledDevices(CONNECTION_TYPE_NETWORK, &devices, nullptr));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, second->CloseDevice(device)) << "a device of another manager";
+    EXPECT_EQ(0u, CloseDeviceManager(first));
+    EXPECT_EQ(1u, m_log.Count(L"(I0) Destroying 1 collections and 1 devices"));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, second->CloseDevice(device));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, second->DestroyDevices(devices));
+    EXPECT_EQ(DM_E_INVALID_ARGUMENT, CloseDeviceManager(first));
+    EXPECT_EQ(0u, CloseDeviceManager(second));
+    EXPECT_EQ(0u, TermDeviceManagerLib());
+    EXPECT_EQ(DM_E_NOT_INITIALISED, CloseDeviceManager(second)) << "no manager lives once the library is down";
 }
 
 TEST_F(DeviceManagerLib, OpenDeviceByFriendlyNameTakesTheQueueOfItsPrintFunctionInAnyCase)

@@ -40,34 +40,41 @@ std::wstring Hex(unsigned value, int digits)
     return text;
 }
 
-// A simulator on a loopback address that no other run on this machine uses
-// at the same time, with an identity derived from that address.
+// A simulator on a loopback address of its own, with an identity derived
+// from that address; an address that another simulator on this machine
+// holds is given up for another one.
 class Responder {
 public:
     explicit Responder(const std::wstring& serial, std::vector<std::wstring> extra = {})
     {
-        static unsigned counter = 0;
-        const unsigned seed = GetCurrentProcessId() + GetTickCount() / 16 + counter++ * 7;
-        b = 1 + seed % 250;
-        c = 1 + (seed / 250 + counter) % 250;
-        address = L"127.93." + std::to_wstring(b) + L"." + std::to_wstring(c);
-        uuid = kUuidStem + Hex(b, 6) + Hex(c, 6);
-        std::vector<std::wstring> arguments{L"--bind", address, L"--wsd", L"--uuid", uuid, L"--host-name",
-                                            L"devsim-" + std::to_wstring(c), L"--serial-number", serial,
-                                            L"--device-id", L"MFG:ZQ;MDL:Tamrik 500;", L"--services",
-                                            L"Print9100 DSD", L"--adapter-type", L"Ethernet"};
-        arguments.insert(arguments.end(), extra.begin(), extra.end());
-        devsim = std::make_unique<toolstest::DevsimProcess>(arguments);
+        devsim = std::make_unique<toolstest::DevsimProcess>([this, serial, extra] {
+            address = toolstest::RandomLoopbackAddress(93);
+            const size_t third = address.rfind(L'.');
+            b = std::stoul(address.substr(7, third - 7));
+            c = std::stoul(address.substr(third + 1));
+            uuid = kUuidStem + Hex(b, 6) + Hex(c, 6);
+            std::vector<std::wstring> arguments{L"--bind", address, L"--wsd", L"--uuid", uuid, L"--host-name",
+                                                L"devsim-" + std::to_wstring(c), L"--serial-number", serial,
+                                                L"--device-id", L"MFG:ZQ;MDL:Tamrik 500;", L"--services",
+                                                L"Print9100 DSD", L"--adapter-type", L"Ethernet"};
+            arguments.insert(arguments.end(), extra.begin(), extra.end());
+            return arguments;
+        });
     }
     std::wstring Endpoint() const { return L"urn:uuid:" + uuid; }
     bool Running() const { return devsim->Running(); }
-    std::string Output() { return devsim->Process().Output(); }
-    // Lines of the simulator's log that begin with `prefix`.
-    size_t Lines(const std::string& prefix)
+    // Standard output, and what simulators that did not start said.
+    std::string Output() { return devsim->Process().Output() + devsim->Failures(); }
+    // Lines of the simulator's log that begin with `prefix` and end with
+    // `suffix`.
+    size_t Lines(const std::string& prefix, const std::string& suffix)
     {
         size_t count = 0;
         for (const std::string& line : devsim->Process().OutputLines()) {
-            count += line.rfind(prefix, 0) == 0 ? 1 : 0;
+            count += line.rfind(prefix, 0) == 0 && line.size() >= prefix.size() + suffix.size()
+                             && line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0
+                         ? 1
+                         : 0;
         }
         return count;
     }
@@ -272,7 +279,7 @@ TEST_F(DeviceSearch, RefreshOfADeviceOffItsSubnetSearchesItsAddressesInTurn)
 // Edge: a device heard on two adapters.
 TEST_F(DeviceSearch, SecondAddOfTheSameSerialNumberLogsTheDuplicateAndTheSearchStaysASuccess)
 {
-    const std::wstring type = L"zqd:Dup" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Dup" + toolstest::RandomToken();
     Responder responder(Serial(L"DSTWICE"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(responder.Running()) << responder.Output();
     LoopbackAdapters two(2);
@@ -285,14 +292,16 @@ TEST_F(DeviceSearch, SecondAddOfTheSameSerialNumberLogsTheDuplicateAndTheSearchS
     EXPECT_EQ(1u, m_log.Count(L"(I0) Ignoring a duplicate network device\n"));
     ASSERT_EQ(1u, devices.GetCount());
     EXPECT_EQ(responder.Endpoint(), dynamic_cast<CNetworkDevice*>(devices.GetDevice(0))->GetGUID());
-    EXPECT_EQ(2u, responder.Lines("wsd Probe from 127.0.0.1:")) << responder.Output();
+    // Probes of other runs on this machine reach the simulator too; only
+    // this search's match its type.
+    EXPECT_EQ(2u, responder.Lines("wsd Probe from 127.0.0.1:", ": ProbeMatches sent")) << responder.Output();
 }
 
 // Two devices that claim one serial number make one device: the second to
 // answer is a duplicate.
 TEST_F(DeviceSearch, TwoRespondersClaimingOneSerialNumberMakeOneDevice)
 {
-    const std::wstring type = L"zqd:Twin" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Twin" + toolstest::RandomToken();
     Responder first(Serial(L"DSTWIN"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(first.Running()) << first.Output();
     Responder second(L"DSTWIN", {L"--types", L"zqd:zqDevice " + type});
@@ -313,7 +322,7 @@ TEST_F(DeviceSearch, TwoRespondersClaimingOneSerialNumberMakeOneDevice)
 // Edge: a search by type that hears only known devices.
 TEST_F(DeviceSearch, SearchByTypeHearingOnlyKnownDevicesEndsNotInitialisedAndFails)
 {
-    const std::wstring type = L"zqd:Known" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Known" + toolstest::RandomToken();
     Responder responder(Serial(L"DSKNOWN"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(responder.Running()) << responder.Output();
     WriteBytes(RecordPath(L"DSKNOWN"), RecordText(DeviceInfoLines("DSKNOWN", "127.0.0.1", "known")));
@@ -333,10 +342,12 @@ TEST_F(DeviceSearch, SearchByTypeHearingOnlyKnownDevicesEndsNotInitialisedAndFai
 // real; its Bye is then handed to the search's client as the event thread
 // hands it on. The simulator's own Bye does not reach the search on
 // loopback: a socket bound to 127.0.0.1 and joined to the group there hears
-// no group datagram (measured), so the Hello/Bye session stays silent.
+// no group datagram (measured), so the Hello/Bye session stays silent. A
+// simulator's real Bye reaching a search is in the namespace tests
+// (tests/wsdnetns/devices-e2e.sh).
 TEST_F(DeviceSearch, DeviceThatSaysByeGoesOfflineAndStaysInTheCollection)
 {
-    const std::wstring type = L"zqd:Bye" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring type = L"zqd:Bye" + toolstest::RandomToken();
     Responder responder(Serial(L"DSBYE"), {L"--types", L"zqd:zqDevice " + type});
     ASSERT_TRUE(responder.Running()) << responder.Output();
     LoopbackAdapters one(1);
@@ -368,7 +379,7 @@ TEST_F(DeviceSearch, CallbackThatSaysStopEndsTheSearchWithinOneProgressInterval)
     callback.goOn = [] { return false; };
     CDeviceDiscovery discovery(&callback);
     EXPECT_EQ(DM_E_NO_DEVICE_RESPONDED,
-              discovery.SearchByType((L"zqd:Nobody" + std::to_wstring(GetCurrentProcessId())).c_str(), &devices));
+              discovery.SearchByType((L"zqd:Nobody" + toolstest::RandomToken()).c_str(), &devices));
     // The one tick that said stop, and the closing 100.
     ASSERT_EQ(2u, callback.percents.size());
     EXPECT_EQ(100.0, callback.percents[1]);

@@ -20,13 +20,10 @@ namespace {
 
 const char kDirected[] = "/StableWSDiscoveryEndpoint/schemas-xmlsoap-org_ws_2005_04_discovery";
 
-// A loopback address that no other run of the suite on this machine uses
-// at the same time (port 80 of it is the simulator's).
+// A loopback address of this test's own (port 80 of it is the simulator's).
 std::string OwnLoopbackAddress()
 {
-    static unsigned counter = 0;
-    const unsigned seed = GetCurrentProcessId() + GetTickCount() / 16 + counter++ * 7;
-    return "127.91." + std::to_string(1 + seed % 250) + "." + std::to_string(1 + (seed / 250 + counter) % 250);
+    return tools::Text::Narrow(toolstest::RandomLoopbackAddress(91));
 }
 
 std::wstring Wide(const std::string& text)
@@ -63,6 +60,14 @@ public:
     ~GroupSocket() { closesocket(m_socket); }
 
     bool Ok() const { return m_ok; }
+    // The port the socket sends from, as the simulator's log names it.
+    std::string Port() const
+    {
+        sockaddr_in local{};
+        int length = sizeof(local);
+        getsockname(m_socket, reinterpret_cast<sockaddr*>(&local), &length);
+        return std::to_string(ntohs(local.sin_port));
+    }
 
     bool SendToGroup(const std::string& message)
     {
@@ -148,14 +153,18 @@ class DevsimDiscovery : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        m_address = OwnLoopbackAddress();
-        m_devsim = std::make_unique<DevsimProcess>(std::vector<std::wstring>{
-            L"--bind", Wide(m_address), L"--wsd", L"--uuid", L"0d5e7a11-1111-4222-8333-" + Wide(Suffix()),
-            L"--host-name", L"demo-printer", L"--hardware-address", L"02:00:00:00:00:07", L"--serial-number",
-            L"ORV-7", L"--device-id", L"MFG:Orvane;MDL:Virtual 7;", L"--services", L"Print9100 EWS Fax",
-            L"--adapter-type", L"WifiAccessory"});
+        // Another address for each attempt: one may be another run's.
+        m_devsim = std::make_unique<DevsimProcess>([this] {
+            m_address = OwnLoopbackAddress();
+            return std::vector<std::wstring>{
+                L"--bind", Wide(m_address), L"--wsd", L"--uuid", L"0d5e7a11-1111-4222-8333-" + Wide(Suffix()),
+                L"--host-name", L"demo-printer", L"--hardware-address", L"02:00:00:00:00:07", L"--serial-number",
+                L"ORV-7", L"--device-id", L"MFG:Orvane;MDL:Virtual 7;", L"--services", L"Print9100 EWS Fax",
+                L"--adapter-type", L"WifiAccessory"};
+        });
         ASSERT_TRUE(m_devsim->Running()) << "orvane-devsim did not start on " << m_address
-                                         << " (port 80 needs root): " << m_devsim->Process().Output();
+                                         << " (port 80 needs root): " << m_devsim->Process().Output()
+                                         << m_devsim->Failures();
     }
 
     // The last 12 hex digits of the identity: the address's numbers.
@@ -218,7 +227,11 @@ TEST_F(DevsimDiscovery, AnswersAProbeOfItsTypesAndAResolveForItsEndpointFromTheG
     ASSERT_TRUE(client.SendToGroup(Request("<d:Probe><d:Types>v:Scanner</d:Types></d:Probe>", "urn:uuid:p-2")));
     ASSERT_TRUE(client.SendToGroup(Request("<d:Resolve><a:EndpointReference><a:Address>urn:uuid:other</a:Address>"
                                            "</a:EndpointReference></d:Resolve>", "urn:uuid:r-2")));
-    const std::vector<std::string> answers = WaitForLines(m_devsim->Process(), {"wsd Probe ", "wsd Resolve "}, 4);
+    // Only this client's requests: other runs on this machine probe the
+    // group on loopback too.
+    const std::string from = " from 127.0.0.1:" + client.Port() + ":";
+    const std::vector<std::string> answers =
+        WaitForLines(m_devsim->Process(), {"wsd Probe" + from, "wsd Resolve" + from}, 4);
     EXPECT_EQ((std::vector<std::string>{"wsd Probe from 127.0.0.1:P: ProbeMatches sent",
                                         "wsd Resolve from 127.0.0.1:P: ResolveMatches sent",
                                         "wsd Probe from 127.0.0.1:P: no match",
@@ -235,11 +248,16 @@ TEST(DevsimAnnouncements, HelloAtTheStartAndByeAtAStopByItsTimeLimit)
     // Joined before the simulator starts, on the port the simulators share.
     GroupSocket listener(true);
     ASSERT_TRUE(listener.Ok()) << WSAGetLastError();
-    const std::string address = OwnLoopbackAddress();
-    const std::string endpoint = "urn:uuid:0d5e7a11-2222-4222-8333-000000000abc";
-    DevsimProcess devsim({L"--bind", Wide(address), L"--wsd", L"--uuid", Wide(endpoint.substr(9)), L"--seconds",
-                          L"3"});
-    ASSERT_TRUE(devsim.Running()) << devsim.Process().Output();
+    std::string address;
+    // An identity of this run's: runs in other prefixes announce on
+    // loopback too.
+    const std::string endpoint = "urn:uuid:0d5e7a11-2222-4222-8333-" + tools::Text::Narrow(toolstest::RandomToken()) + "0abc";
+    DevsimProcess devsim([&address, &endpoint] {
+        address = OwnLoopbackAddress();
+        return std::vector<std::wstring>{L"--bind", Wide(address), L"--wsd", L"--uuid", Wide(endpoint.substr(9)),
+                                         L"--seconds", L"3"};
+    });
+    ASSERT_TRUE(devsim.Running()) << devsim.Process().Output() << devsim.Failures();
     const std::string hello = listener.ReceiveWith(endpoint);
     EXPECT_NE(std::string::npos, hello.find("<wsa:Action>http://schemas.xmlsoap.org/ws/2005/04/discovery/Hello"
                                             "</wsa:Action>")) << hello;

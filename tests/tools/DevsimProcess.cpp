@@ -1,6 +1,8 @@
+#define _CRT_RAND_S
 #include "tools/DevsimProcess.h"
 
 #include <cstdlib>
+#include <cwchar>
 #include <fstream>
 #include <sstream>
 
@@ -32,27 +34,67 @@ unsigned short PortAfterColon(const std::string& line)
 
 }  // namespace
 
-DevsimProcess::DevsimProcess(std::vector<std::wstring> extra) : m_folder(TempName(L"devsim-jobs-"))
+std::wstring RandomLoopbackAddress(unsigned net)
 {
-    // A port in use makes the simulator exit at once; try the next pair.
-    // Both stay where the library works: HTTP requests on 80 to 8080,
-    // streams on 80 to 9100.
-    const unsigned seed = GetCurrentProcessId() * 7 + GetTickCount();
+    unsigned int random = 0;
+    rand_s(&random);
+    return L"127." + std::to_wstring(net) + L"." + std::to_wstring(1 + random % 250) + L"."
+           + std::to_wstring(1 + (random >> 8) % 250);
+}
+
+std::wstring RandomToken()
+{
+    unsigned int random = 0;
+    rand_s(&random);
+    wchar_t text[16];
+    swprintf(text, 16, L"%08x", random);
+    return text;
+}
+
+DevsimProcess::DevsimProcess(std::vector<std::wstring> extra)
+    : DevsimProcess([extra] { return extra; })
+{
+}
+
+DevsimProcess::DevsimProcess(const std::function<std::vector<std::wstring>()>& extra)
+    : m_folder(TempName(L"devsim-jobs-"))
+{
+    // A port in use makes the simulator exit at once; try the next pair,
+    // drawn at random. Both stay where the library works: HTTP requests on
+    // 80 to 8080, streams on 80 to 9100. The discovery port may be held
+    // for a moment by another run's test on this machine, and a process
+    // may fail to start on a loaded one: an attempt that ended lets a
+    // little time pass before the next (no event tells when a port is free).
     for (unsigned attempt = 0; attempt < 20 && m_jobPort == 0; ++attempt) {
-        const unsigned short jobPort = static_cast<unsigned short>(8100 + (seed + attempt * 37) % 900);
-        const unsigned short httpPort = static_cast<unsigned short>(8000 + (seed + attempt * 13) % 81);
+        unsigned int random = 0;
+        rand_s(&random);
+        const unsigned short jobPort = static_cast<unsigned short>(8100 + random % 900);
+        const unsigned short httpPort = static_cast<unsigned short>(8000 + (random >> 12) % 81);
         std::vector<std::wstring> arguments{L"--job-port", std::to_wstring(jobPort), L"--http-port",
                                             std::to_wstring(httpPort), L"--jobs", m_folder, L"--seconds", L"60"};
-        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        const std::vector<std::wstring> more = extra();
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        if (m_process) {
+            m_failures += m_process->Errors();
+        }
         m_process = std::make_unique<ChildProcess>();
         if (!m_process->Start(L"orvane-devsim.exe", arguments)) {
-            return;
+            m_failures += "orvane-devsim.exe did not start: error " + std::to_string(GetLastError()) + "\n";
+            Sleep(50 * (attempt + 1));
+            continue;
         }
-        const std::string http = m_process->WaitForLine("http port listening on ");
+        // A start on a busy machine may take seconds; one that fails ends
+        // the wait at once.
+        const std::string http = m_process->WaitForLine("http port listening on ", 30000);
         if (!http.empty()) {
             m_jobPort = PortAfterColon(m_process->WaitForLine("job port listening on "));
             m_httpPort = PortAfterColon(http);
+        } else if (m_process->Wait(0) != -1) {
+            Sleep(50 * (attempt + 1));
         }
+    }
+    if (m_jobPort == 0) {
+        m_failures += m_process->Errors();
     }
 }
 

@@ -5,7 +5,7 @@
 # namespace B. No multicast leaves the namespaces made here; both go on exit.
 # A family device's responder (several identities) answers from B as well.
 # Then `orvane discover` runs there against the responder, and against
-# orvane-devsim.exe simulators in B.
+# orvane-devsim.exe simulators in B, and `orvane devices` against those.
 # Usage: wsd-netns.sh WSD-NETNS-TESTS-EXE WSD-PUBLISHER-EXE PREFIX-FOLDER RESPONDER-PY ORVANE-EXE DEVSIM-EXE
 # (ORVANE_NETNS_FILTER in the environment narrows the first run of the test binary.)
 set -euo pipefail
@@ -129,4 +129,17 @@ discover() {
 }
 . "$(dirname "$0")/discover-e2e.sh"
 . "$(dirname "$0")/devsim-e2e.sh"
-[ "$failures" -eq 0 ] || fail "$failures orvane discover case(s) failed"
+. "$(dirname "$0")/devices-e2e.sh"
+# Namespace A's adapter as Wine's real GetAdaptersAddresses shows it with
+# IPv4 alone (IPv6 switched off on the veth, which takes its addresses),
+# then down; the simulators 1 to 3 still answer from B.
+ip netns exec "$a" sysctl -qw "net.ipv6.conf.$va.disable_ipv6=1"
+if gtest_run ipv4-only 'Ipv4Only.*'; then echo "adapter ipv4-only: ok"; else
+  echo "adapter ipv4-only: FAILED"; failures=$((failures + 1))
+fi
+ip -n "$a" link set "$va" down
+if gtest_run veth-down 'VethDown.*'; then echo "adapter veth-down: ok"; else
+  echo "adapter veth-down: FAILED"; failures=$((failures + 1))
+fi
+devsim_cleanup
+[ "$failures" -eq 0 ] || fail "$failures orvane discover or devices case(s) failed"

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/ArgumentParser.h"
+#include "common/ErrorText.h"
 #include "common/JsonObject.h"
 #include "common/Terminal.h"
 #include "common/Text.h"
@@ -41,6 +42,10 @@ std::string StatusText(unsigned long status)
     case DM_E_NOT_INITIALISED: return std::string(text) + " (DM_E_NOT_INITIALISED)";
     case DM_E_INVALID_ARGUMENT: return std::string(text) + " (DM_E_INVALID_ARGUMENT)";
     case DM_E_CANCELLED: return std::string(text) + " (DM_E_CANCELLED)";
+    case DM_E_FAILED: return std::string(text) + " (DM_E_FAILED)";
+    case DM_E_ALREADY_INSTALLED: return std::string(text) + " (DM_E_ALREADY_INSTALLED)";
+    case DM_E_DEVICE_GONE: return std::string(text) + " (DM_E_DEVICE_GONE)";
+    case DM_E_ACCESS_DENIED: return std::string(text) + " (DM_E_ACCESS_DENIED)";
     default: return text;
     }
 }
@@ -117,6 +122,8 @@ public:
         return "usage: orvane devices [--usb] [--network] [--json]\n"
                "       orvane devices --find [--address IP] [--json]\n"
                "       orvane devices --open \"IDENTITY or FRIENDLY NAME\" [--json]\n"
+               "       orvane devices --install SERIAL [--address IP] [--json]\n"
+               "       orvane devices --uninstall SERIAL\n"
                "\n"
                "Lists the installed devices (USB devices of the device tree, network\n"
                "devices with a record), each with its functions: print, scan, fax and\n"
@@ -132,19 +139,28 @@ public:
                "                    port name, a USB device's serial number, or the friendly\n"
                "                    name of one of its functions; a network device is then\n"
                "                    searched for, and found again where it has moved\n"
+               "  --install SERIAL  make the network device with that serial number a device\n"
+               "                    of this machine: its record, and for print, fax and scan\n"
+               "                    a node in the device tree with its driver and the port\n"
+               "                    of the family's discovery port monitor; found by a\n"
+               "                    search of the network, or of IP with --address\n"
+               "  --uninstall SERIAL  take an installed network device away again: queues,\n"
+               "                    nodes, driver, ports and at last its record\n"
                "  --json            one JSON object a line for each device: connection,\n"
                "                    serialNumber, modelName, for a network device ipAddress,\n"
                "                    hostName and guid, installed and online (0 or 1), and for\n"
                "                    each function printName and printAddress, scanName, ...\n"
                "  --help            this text\n"
                "\n"
-               "exit codes: 0 done, 1 the device manager failed (nothing found, nothing\n"
-               "answered), 2 usage error\n";
+               "exit codes: 0 done (an install or uninstall that needs a restart of the\n"
+               "machine says so), 1 the device manager failed (nothing found, nothing\n"
+               "answered, a step of an install failed and was taken back), 2 usage error\n";
     }
 
     int Run(const std::vector<std::wstring>& arguments) override
     {
-        ArgumentParser parser({L"--open", L"--address"}, {L"--usb", L"--network", L"--find", L"--json", L"--help"});
+        ArgumentParser parser({L"--open", L"--address", L"--install", L"--uninstall"},
+                              {L"--usb", L"--network", L"--find", L"--json", L"--help"});
         if (!parser.Parse(arguments)) {
             return UsageError(parser.Error());
         }
@@ -155,15 +171,21 @@ public:
             return UsageError("unexpected argument '" + Text::Narrow(parser.Positional()[0]) + "'");
         }
         const bool listing = parser.Has(L"--usb") || parser.Has(L"--network");
-        if (parser.Has(L"--find") + parser.Has(L"--open") + listing > 1) {
-            return UsageError("give one of --find, --open and a listing");
+        const bool install = parser.Has(L"--install");
+        const bool uninstall = parser.Has(L"--uninstall");
+        if (parser.Has(L"--find") + parser.Has(L"--open") + install + uninstall + listing > 1) {
+            return UsageError("give one of --find, --open, --install, --uninstall and a listing");
         }
-        if (parser.Has(L"--address") && !parser.Has(L"--find")) {
-            return UsageError("--address goes with --find");
+        if (parser.Has(L"--address") && !parser.Has(L"--find") && !install) {
+            return UsageError("--address goes with --find or --install");
         }
-        if ((parser.Has(L"--open") && parser.Value(L"--open").empty())
-            || (parser.Has(L"--address") && parser.Value(L"--address").empty())) {
-            return UsageError("an empty name or address");
+        if (uninstall && parser.Has(L"--json")) {
+            return UsageError("--json does not go with --uninstall");
+        }
+        for (const wchar_t* option : {L"--open", L"--address", L"--install", L"--uninstall"}) {
+            if (parser.Has(option) && parser.Value(option).empty()) {
+                return UsageError("an empty name, serial number or address");
+            }
         }
         if (InitDeviceManagerLib() != 0) {
             Complain("the device manager cannot start");
@@ -172,16 +194,23 @@ public:
         IDeviceManager* manager = nullptr;
         unsigned long status = OpenDeviceManager(&manager);
         if (status == 0) {
-            status = parser.Has(L"--find")   ? Find(*manager, parser)
-                     : parser.Has(L"--open") ? Open(*manager, parser.Value(L"--open"), parser.Has(L"--json"))
-                                             : List(*manager, parser);
+            if (install || uninstall) {
+                const std::wstring serial = parser.Value(install ? L"--install" : L"--uninstall");
+                status = install ? Install(*manager, serial, parser) : Uninstall(*manager, serial);
+            } else {
+                status = parser.Has(L"--find")   ? Find(*manager, parser)
+                         : parser.Has(L"--open") ? Open(*manager, parser.Value(L"--open"), parser.Has(L"--json"))
+                                                 : List(*manager, parser);
+                if (status != 0) {
+                    Complain("failed: " + StatusText(status));
+                }
+            }
             CloseDeviceManager(manager);
-        }
-        TermDeviceManagerLib();
-        if (status != 0) {
+        } else {
             Complain("failed: " + StatusText(status));
         }
-        return status == 0 ? kExitOk : kExitFailure;
+        TermDeviceManagerLib();
+        return status == 0 || status == DM_E_REBOOT_REQUIRED ? kExitOk : kExitFailure;
     }
 
 private:
@@ -230,6 +259,80 @@ private:
             manager.DestroyDevices(devices);
         }
         return status;
+    }
+
+    // The device with the serial number, found by a search of the address or
+    // of the network, installed; an installed one is opened from its record.
+    unsigned long Install(IDeviceManager& manager, const std::wstring& serial, const ArgumentParser& parser) const
+    {
+        ProgressBar progress(Terminal::IsTerminal(::GetStdHandle(STD_ERROR_HANDLE)));
+        IDevice* device = nullptr;
+        IDevices* devices = nullptr;
+        unsigned long status = 0;
+        if (parser.Has(L"--address")) {
+            status = manager.FindNetworkDevice(parser.Value(L"--address").c_str(), &device, &progress);
+            if (status == 0 && device->GetSerialNumber() != serial) {
+                Complain("the device at " + Text::Narrow(parser.Value(L"--address")) + " has the serial number "
+                         + Text::Narrow(device->GetSerialNumber()));
+                manager.CloseDevice(device);
+                return DM_E_NOT_FOUND;
+            }
+        } else {
+            status = manager.FindNetworkDevices(&devices, &progress);
+            for (unsigned long i = 0; status == 0 && device == nullptr && i < devices->GetCount(); ++i) {
+                device = devices->GetDevice(i)->GetSerialNumber() == serial ? devices->GetDevice(i) : nullptr;
+            }
+            status = status == 0 && device == nullptr ? DM_E_NOT_FOUND : status;
+        }
+        if (status != 0) {
+            Complain("cannot find " + Text::Narrow(serial) + ": " + StatusText(status));
+        } else {
+            status = device->Install(&progress);
+            const DWORD error = ::GetLastError();
+            if (status == 0 || status == DM_E_REBOOT_REQUIRED) {
+                PrintDevice(*device, parser.Has(L"--json"));
+            }
+            Report("install", serial, status, error);
+        }
+        if (devices != nullptr) {
+            manager.DestroyDevices(devices);
+        } else if (device != nullptr) {
+            manager.CloseDevice(device);
+        }
+        return status;
+    }
+
+    // The installed device of the serial number, from its record, uninstalled.
+    unsigned long Uninstall(IDeviceManager& manager, const std::wstring& serial) const
+    {
+        IDevice* device = nullptr;
+        unsigned long status = manager.OpenDevice(serial.c_str(), CONNECTION_TYPE_NETWORK, &device, nullptr);
+        if (status != 0) {
+            Complain("no installed network device " + Text::Narrow(serial) + ": " + StatusText(status));
+            return status;
+        }
+        ProgressBar progress(Terminal::IsTerminal(::GetStdHandle(STD_ERROR_HANDLE)));
+        status = device->Uninstall(&progress);
+        const DWORD error = ::GetLastError();
+        manager.CloseDevice(device);
+        if (status == 0 || status == DM_E_REBOOT_REQUIRED) {
+            std::printf("uninstalled %s\n", Text::Narrow(serial).c_str());
+        }
+        Report("uninstall", serial, status, error);
+        return status;
+    }
+
+    // A restart to finish on stdout, a failure with the status, the last
+    // system error, and where to read each step on stderr.
+    void Report(const char* what, const std::wstring& serial, unsigned long status, DWORD error) const
+    {
+        if (status == DM_E_REBOOT_REQUIRED) {
+            std::printf("a restart of the machine finishes the %s\n", what);
+        } else if (status != 0) {
+            Complain(std::string(what) + " of " + Text::Narrow(serial) + " failed: " + StatusText(status)
+                     + ", last system error " + ErrorText::Describe(error));
+            Complain("every step is in the library's log: 'orvane log on', run again, 'orvane log show'");
+        }
     }
 
     // By identity (network, then USB), then by a function's friendly name.
