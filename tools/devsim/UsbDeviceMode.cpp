@@ -8,28 +8,41 @@
 #include "common/Text.h"
 #include "devsim/EventLog.h"
 #include "devsim/StopSignal.h"
+#include "devsim/UsbInterruptScript.h"
 #include "usbprinter/UsbPrinterDriver.h"
 #include "usbprinter/VirtualUsbPrinter.h"
 
 namespace devsim {
 
 const wchar_t kUsbPrintPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}";
+const wchar_t kUsbConfigPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}";
 
 namespace {
 
 const char kUsage[] =
     "usage: orvane-devsim --usb [--path DEVICE-PATH] [--jobs FOLDER] [--reply TEXT] [--seconds N]\n"
+    "                           [--config-path DEVICE-PATH] [--quiet N] [--interrupt CODE]...\n"
+    "                           [--interrupt-delay MS] [--unplug-config]\n"
     "\n"
     "Starts the virtual USB printer's driver and plays the device: its print\n"
     "function answers at DEVICE-PATH, what a host writes there is appended to\n"
     "FOLDER\\usb-print.prn, and a host's reads get TEXT (once), then wait.\n"
-    "Stops on Ctrl-C or after N seconds. One program plays the device at a time.\n"
+    "Its configuration function answers at the configuration path: a host's\n"
+    "interrupt requests get N answers without an interrupt, then one interrupt\n"
+    "for each CODE (1 to 255) once a request has waited MS milliseconds; then\n"
+    "they wait, or with --unplug-config the function is unplugged while one\n"
+    "waits. Stops on Ctrl-C or after N seconds. One program plays the device\n"
+    "at a time.\n"
     "\n"
-    "  --path DEVICE-PATH  default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
-    "  --jobs FOLDER       default devsim-jobs\n";
+    "  --path DEVICE-PATH         default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
+    "  --config-path DEVICE-PATH  default " "\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
+    "  --jobs FOLDER              default devsim-jobs\n"
+    "  --interrupt-delay MS       default 500\n";
 
 struct UsbOptions {
     std::wstring path = kUsbPrintPath;
+    std::wstring configPath = kUsbConfigPath;
+    UsbInterruptPlan interrupts;
     std::wstring jobs = L"devsim-jobs";
     std::string reply;
     unsigned long seconds = 0;
@@ -39,6 +52,10 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
 {
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::wstring& name = arguments[i];
+        if (name == L"--unplug-config") {
+            options->interrupts.unplugAtEnd = true;
+            continue;
+        }
         if (i + 1 == arguments.size()) {
             *error = "missing value or unknown option: " + tools::Text::Narrow(name);
             return false;
@@ -52,6 +69,19 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
             options->reply = tools::Text::Narrow(value);
         } else if (name == L"--seconds") {
             options->seconds = std::wcstoul(value.c_str(), nullptr, 10);
+        } else if (name == L"--config-path") {
+            options->configPath = value;
+        } else if (name == L"--quiet") {
+            options->interrupts.quiet = std::wcstoul(value.c_str(), nullptr, 10);
+        } else if (name == L"--interrupt-delay") {
+            options->interrupts.delayMs = std::wcstoul(value.c_str(), nullptr, 10);
+        } else if (name == L"--interrupt") {
+            const unsigned long code = std::wcstoul(value.c_str(), nullptr, 10);
+            if (code < 1 || code > 255) {
+                *error = "an interrupt code is 1 to 255: " + tools::Text::Narrow(value);
+                return false;
+            }
+            options->interrupts.codes.push_back(static_cast<unsigned char>(code));
         } else {
             *error = "unknown option: " + tools::Text::Narrow(name);
             return false;
@@ -94,13 +124,17 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
         if (!printer.Attach(usbprinter::UsbPrinterDriverBesideProgram(), &error)) {
             std::fprintf(stderr, "orvane-devsim: %s\n", error.c_str());
             result = 1;
-        } else if (!printer.Plug(USBPRINTER_FUNCTION_PRINT, options.path)) {
-            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s\n",
-                         tools::Text::Narrow(options.path).c_str());
+        } else if (!printer.Plug(USBPRINTER_FUNCTION_PRINT, options.path) ||
+                   !printer.Plug(USBPRINTER_FUNCTION_CONFIG, options.configPath)) {
+            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s or %s\n",
+                         tools::Text::Narrow(options.path).c_str(), tools::Text::Narrow(options.configPath).c_str());
             result = 1;
         } else {
             printer.Supply(USBPRINTER_FUNCTION_PRINT, options.reply.data(), options.reply.size());
+            UsbInterruptScript interrupts(printer, log, options.interrupts);
+            interrupts.Start();
             log.Line("usb print function at " + tools::Text::Narrow(options.path));
+            log.Line("usb configuration function at " + tools::Text::Narrow(options.configPath));
             log.Line("jobs go to " + tools::Text::Narrow(jobPath));
             const char* reason = nullptr;
             unsigned long long seen = 0;
@@ -111,6 +145,7 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
                 const bool moved = printer.WaitFor(
                     [&] { return printer.ReceivedCount(USBPRINTER_FUNCTION_PRINT) != seen; }, 200);
                 seen = printer.ReceivedCount(USBPRINTER_FUNCTION_PRINT);
+                interrupts.Step();
                 if (!moved && seen != reported) {
                     reported = seen;
                     log.Line("usb print function received " + std::to_string(reported) + " bytes in all");
