@@ -53,7 +53,7 @@ TEST(DevsimUsb, TheConfigurationFunctionAnswersWithoutAnInterruptThenWithOneThen
                                                      L"--interrupt-delay", L"300", L"--unplug-config",
                                                      L"--seconds", L"60"}));
     ASSERT_EQ(devsim.WaitForLine("usb configuration function at "),
-              std::string("usb configuration function at ") + kConfigPath)
+              std::string("usb configuration function at ") + kConfigPath + " (web site)")
         << devsim.Errors();
     const std::string path = kConfigPath;
     HANDLE device = CreateFileW(std::wstring(path.begin(), path.end()).c_str(), GENERIC_READ | GENERIC_WRITE, 0,

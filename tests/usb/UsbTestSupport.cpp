@@ -7,10 +7,28 @@ using namespace QVDeviceManager;
 
 namespace usb_test {
 
+namespace {
+
+// The device interface class of the bulk library's channel.
+constexpr GUID kInterfaceFxBulkHesk = {0x211CD2C1, 0xA63E, 0x4164, {0x9E, 0x17, 0xFD, 0xA3, 0xFE, 0x1F, 0x79, 0xFF}};
+
+}  // namespace
+
 peers::DeviceTree UsbTree()
 {
     peers::DeviceTree tree;
     tree.CompositeMFP(kVidPid, kSerial, L"USB031", L"USB032");
+    // The configuration node is the last of a composite device.
+    tree.CompositeMFP(L"VID_1234&PID_5679", kRestSerial, L"USB033", L"USB034");
+    peers::DescribedNode& rest = tree.Nodes().back();
+    rest.service = L"usbscan";
+    rest.parameters[L"REST"] = 1;
+    rest.interfaces = {peers::kInterfaceImage};
+    tree.CompositeMFP(L"VID_1234&PID_567A", kHeskSerial, L"USB035", L"USB036");
+    tree.Nodes().back().service = L"ZQFXBULKHESK";
+    tree.Nodes().back().interfaces = {kInterfaceFxBulkHesk};
+    tree.CompositeMFP(L"VID_1234&PID_567B", kNoConfigSerial, L"USB037", L"USB038");
+    tree.Nodes().pop_back();
     return tree;
 }
 

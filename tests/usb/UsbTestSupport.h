@@ -18,6 +18,11 @@ namespace usb_test {
 
 constexpr wchar_t kVidPid[] = L"VID_1234&PID_5678";
 constexpr wchar_t kSerial[] = L"ZQUSB0001";
+// Devices beside it whose configuration channel is of the other kinds: a
+// plain channel ("REST"), the bulk library's ("ZQFXBULKHESK"), and none.
+constexpr wchar_t kRestSerial[] = L"ZQUSB0002";
+constexpr wchar_t kHeskSerial[] = L"ZQUSB0003";
+constexpr wchar_t kNoConfigSerial[] = L"ZQUSB0004";
 
 // The tree every USB test program describes, the same in each process.
 peers::DeviceTree UsbTree();

@@ -4,11 +4,15 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <memory>
 
 #include "common/Text.h"
 #include "devsim/EventLog.h"
+#include "devsim/JobStore.h"
 #include "devsim/StopSignal.h"
 #include "devsim/UsbInterruptScript.h"
+#include "devsim/UsbWebChannel.h"
+#include "devsim/WebSite.h"
 #include "usbprinter/UsbPrinterDriver.h"
 #include "usbprinter/VirtualUsbPrinter.h"
 
@@ -20,28 +24,31 @@ const wchar_t kUsbConfigPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28
 namespace {
 
 const char kUsage[] =
-    "usage: orvane-devsim --usb [--path DEVICE-PATH] [--jobs FOLDER] [--reply TEXT] [--seconds N]\n"
-    "                           [--config-path DEVICE-PATH] [--quiet N] [--interrupt CODE]...\n"
+    "usage: orvane-devsim --usb [--path DEVICE-PATH] [--config-path DEVICE-PATH] [--jobs FOLDER]\n"
+    "                           [--reply TEXT] [--seconds N] [--quiet N] [--interrupt CODE]...\n"
     "                           [--interrupt-delay MS] [--unplug-config]\n"
     "\n"
     "Starts the virtual USB printer's driver and plays the device: its print\n"
     "function answers at DEVICE-PATH, what a host writes there is appended to\n"
     "FOLDER\\usb-print.prn, and a host's reads get TEXT (once), then wait.\n"
-    "Its configuration function answers at the configuration path: a host's\n"
-    "interrupt requests get N answers without an interrupt, then one interrupt\n"
-    "for each CODE (1 to 255) once a request has waited MS milliseconds; then\n"
-    "they wait, or with --unplug-config the function is unplugged while one\n"
-    "waits. Stops on Ctrl-C or after N seconds. One program plays the device\n"
-    "at a time.\n"
+    "With --config-path the configuration function answers there too, with the\n"
+    "simulator's web site: a host's HTTP requests written to it are answered on\n"
+    "its reads (user admin, password orvane). A host's interrupt requests there\n"
+    "get N answers without an interrupt, then one interrupt for each CODE (1 to\n"
+    "255) once a request has waited MS milliseconds; then they wait, or with\n"
+    "--unplug-config the function is unplugged while one waits. Any of these\n"
+    "options plugs the configuration function, at its default path if none.\n"
+    "Stops on Ctrl-C or after N seconds. One program plays the device at a time.\n"
     "\n"
     "  --path DEVICE-PATH         default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
-    "  --config-path DEVICE-PATH  default " "\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
+    "  --config-path DEVICE-PATH  default (with the interrupt options) "
+    "\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
     "  --jobs FOLDER              default devsim-jobs\n"
     "  --interrupt-delay MS       default 500\n";
 
 struct UsbOptions {
     std::wstring path = kUsbPrintPath;
-    std::wstring configPath = kUsbConfigPath;
+    std::wstring configPath;  // empty: no configuration function
     UsbInterruptPlan interrupts;
     std::wstring jobs = L"devsim-jobs";
     std::string reply;
@@ -63,12 +70,6 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
         const std::wstring& value = arguments[++i];
         if (name == L"--path") {
             options->path = value;
-        } else if (name == L"--jobs") {
-            options->jobs = value;
-        } else if (name == L"--reply") {
-            options->reply = tools::Text::Narrow(value);
-        } else if (name == L"--seconds") {
-            options->seconds = std::wcstoul(value.c_str(), nullptr, 10);
         } else if (name == L"--config-path") {
             options->configPath = value;
         } else if (name == L"--quiet") {
@@ -82,10 +83,20 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
                 return false;
             }
             options->interrupts.codes.push_back(static_cast<unsigned char>(code));
+        } else if (name == L"--jobs") {
+            options->jobs = value;
+        } else if (name == L"--reply") {
+            options->reply = tools::Text::Narrow(value);
+        } else if (name == L"--seconds") {
+            options->seconds = std::wcstoul(value.c_str(), nullptr, 10);
         } else {
             *error = "unknown option: " + tools::Text::Narrow(name);
             return false;
         }
+    }
+    const UsbInterruptPlan& plan = options->interrupts;
+    if (options->configPath.empty() && (plan.quiet != 0 || !plan.codes.empty() || plan.unplugAtEnd)) {
+        options->configPath = kUsbConfigPath;
     }
     return true;
 }
@@ -114,9 +125,12 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
     }
     EventLog log;
     StopSignal stop(options.seconds);
+    JobStore jobs(options.jobs, log);
+    WebSite site(jobs, "admin", "orvane");
     int result = 0;
     {
         usbprinter::VirtualUsbPrinter printer;
+        std::unique_ptr<UsbWebChannel> web;
         printer.SetSink(USBPRINTER_FUNCTION_PRINT, [job](const unsigned char* data, size_t size) {
             DWORD written = 0;
             WriteFile(job, data, static_cast<DWORD>(size), &written, nullptr);
@@ -124,17 +138,23 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
         if (!printer.Attach(usbprinter::UsbPrinterDriverBesideProgram(), &error)) {
             std::fprintf(stderr, "orvane-devsim: %s\n", error.c_str());
             result = 1;
-        } else if (!printer.Plug(USBPRINTER_FUNCTION_PRINT, options.path) ||
-                   !printer.Plug(USBPRINTER_FUNCTION_CONFIG, options.configPath)) {
-            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s or %s\n",
-                         tools::Text::Narrow(options.path).c_str(), tools::Text::Narrow(options.configPath).c_str());
+        } else if (!printer.Plug(USBPRINTER_FUNCTION_PRINT, options.path)) {
+            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s\n",
+                         tools::Text::Narrow(options.path).c_str());
+            result = 1;
+        } else if (!options.configPath.empty() && !printer.Plug(USBPRINTER_FUNCTION_CONFIG, options.configPath)) {
+            std::fprintf(stderr, "orvane-devsim: the driver did not take the path %s\n",
+                         tools::Text::Narrow(options.configPath).c_str());
             result = 1;
         } else {
+            if (!options.configPath.empty()) {
+                web = std::make_unique<UsbWebChannel>(printer, site, &log);
+                log.Line("usb configuration function at " + tools::Text::Narrow(options.configPath) + " (web site)");
+            }
             printer.Supply(USBPRINTER_FUNCTION_PRINT, options.reply.data(), options.reply.size());
             UsbInterruptScript interrupts(printer, log, options.interrupts);
             interrupts.Start();
             log.Line("usb print function at " + tools::Text::Narrow(options.path));
-            log.Line("usb configuration function at " + tools::Text::Narrow(options.configPath));
             log.Line("jobs go to " + tools::Text::Narrow(jobPath));
             const char* reason = nullptr;
             unsigned long long seen = 0;
@@ -153,6 +173,7 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
             }
             log.Line(std::string("stopping: ") + reason);
         }
+        web.reset();
     }
     CloseHandle(job);
     log.Line("stopped");
