@@ -12,4 +12,16 @@ Address* CreateAddressFromIPAddress(const wchar_t* address)
     return AddressFactory::CreateFromIPAddress(address);
 }
 
+Address* CreateAddressFromPortName(const wchar_t* portName)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::CreateAddressFromPortName");
+    return AddressFactory::CreateFromPortName(portName);
+}
+
+Address* CreateAddressFromQueueName(const wchar_t* queueName)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::CreateAddressFromQueueName");
+    return AddressFactory::CreateFromQueueName(queueName);
+}
+
 }  // namespace Orvane

@@ -1,5 +1,6 @@
 #include "api/QVNetAddress.h"
 
+#include "api/NetDornRTLMIBConnection.h"
 #include "api/QVHTTPRequest.h"
 #include "api/QVStream.h"
 #include "http/CHTTPClient.h"
@@ -131,9 +132,16 @@ QVIOStack::IDeviceConnection* QVNetAddress::CreateConnection(int port, QVLogging
 unsigned long QVNetAddress::CreateMIBConnection(MIBConnection** out)
 {
     QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVNetAddress::CreateMIBConnection");
-    // Management objects arrive with their run-time library bridge.
-    *out = nullptr;
-    return logScope.m_errorCode = E_NOTIMPL;
+    try {
+        NetDornRTLMIBConnection* connection = new NetDornRTLMIBConnection();
+        connection->Initialize(m_address.c_str());
+        connection->AddRef();
+        *out = connection;
+    } catch (const std::bad_alloc&) {
+        *out = nullptr;
+        return logScope.m_errorCode = E_FAIL;
+    }
+    return 0;
 }
 
 }  // namespace Orvane

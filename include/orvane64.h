@@ -158,5 +158,12 @@ public:
 // An address on an IP address or host text; null on failure. The text is
 // not looked at until a connection is opened.
 ORVANE_API Address* CreateAddressFromIPAddress(const wchar_t* address);
+// The address of the device behind a print port of this machine, such as
+// L"USB001" or a standard TCP/IP port (anything from the first ":" on is
+// ignored); null if none is found.
+ORVANE_API Address* CreateAddressFromPortName(const wchar_t* portName);
+// The address of the device behind a print queue of this machine; null if
+// none is found.
+ORVANE_API Address* CreateAddressFromQueueName(const wchar_t* queueName);
 
 }  // namespace Orvane

@@ -1,6 +1,10 @@
 // A host's view: only the public header and the DLL's import library.
 #include <gtest/gtest.h>
 
+#include <windows.h>
+#include <winspool.h>
+
+#include <mutex>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -9,6 +13,8 @@
 #include "doubles/VtableSlots.h"
 #include "peers/HTTPAnswer.h"
 #include "peers/LoopbackPeer.h"
+#include "peers/PrinterQueue.h"
+#include "peers/TestKey.h"
 
 using peers::HTTPAnswer;
 using peers::LoopbackPeer;
@@ -202,6 +208,97 @@ TEST(Host, PortsOutsideTheHTTPRangeGiveNoRequest)
     EXPECT_EQ(0u, address->CreateHTTPRequest(&request, 8081));
     EXPECT_EQ(nullptr, request);
     EXPECT_EQ(0u, address->Dispose());
+}
+
+
+// A print queue of this process in the prefix's spooler on a standard
+// TCP/IP port whose device is on loopback, removed again with this object.
+class NetworkQueue {
+public:
+    NetworkQueue()
+        : m_port(L"ORV_HOST_" + std::to_wstring(GetCurrentProcessId())),
+          m_queue(L"Orvane Host Queue " + std::to_wstring(GetCurrentProcessId())),
+          m_key(HKEY_LOCAL_MACHINE,
+                L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Standard TCP/IP Port\\Ports\\" + m_port)
+    {
+        m_key.SetString(L"HostName", L"127.0.0.1");
+        m_key.SetDword(L"Protocol", 1);
+        m_key.SetDword(L"PortNumber", 9100);
+        PRINTER_INFO_2W info = {};
+        info.pPrinterName = const_cast<wchar_t*>(m_queue.c_str());
+        info.pPortName = const_cast<wchar_t*>(m_port.c_str());
+        info.pDriverName = const_cast<wchar_t*>(L"Orvane Test Driver");
+        info.pPrintProcessor = const_cast<wchar_t*>(L"WinPrint");
+        info.pDatatype = const_cast<wchar_t*>(L"RAW");
+        HANDLE printer = nullptr;
+        if (peers::InstallPrinterDriver(info.pDriverName)
+            && (printer = AddPrinterW(nullptr, 2, reinterpret_cast<BYTE*>(&info))) != nullptr) {
+            ClosePrinter(printer);
+            m_added = true;
+        }
+    }
+    ~NetworkQueue() { peers::DeletePrinterQueue(m_queue.c_str()); }
+    bool Added() const { return m_added; }
+    const std::wstring& Port() const { return m_port; }
+    const std::wstring& Queue() const { return m_queue; }
+
+private:
+    std::wstring m_port;
+    std::wstring m_queue;
+    peers::TestKey m_key;
+    bool m_added = false;
+};
+
+// Writes `job` through a stream of `address` on the peer's port and
+// expects the peer to receive it.
+void ExpectJobReceived(Orvane::Address* address, const std::string& job)
+{
+    std::string received;
+    std::mutex lock;
+    LoopbackPeer peer(LoopbackPeer::Record(&received, &lock), LoopbackPeer::PortChoice::StreamRange);
+    ASSERT_NE(nullptr, address);
+    Orvane::Stream* stream = nullptr;
+    ASSERT_EQ(0u, address->CreateStream(peer.Port(), &stream));
+    ASSERT_NE(nullptr, stream);
+    unsigned long written = 0;
+    EXPECT_EQ(0u, stream->Write(job.data(), static_cast<unsigned long>(job.size()), &written));
+    EXPECT_EQ(0u, stream->Close());
+    stream->Dispose();
+    EXPECT_EQ(0u, address->Dispose());
+    for (int attempt = 0; attempt < 250; ++attempt) {
+        {
+            const std::lock_guard<std::mutex> guard(lock);
+            if (received.size() >= job.size()) {
+                break;
+            }
+        }
+        Sleep(20);
+    }
+    const std::lock_guard<std::mutex> guard(lock);
+    EXPECT_EQ(job, received);
+}
+
+TEST(Host, WritesToTheDeviceBehindAPrintQueue)
+{
+    NetworkQueue queue;
+    ASSERT_TRUE(queue.Added()) << "the spooler took no queue";
+    Orvane::Address* address = Orvane::CreateAddressFromQueueName(queue.Queue().c_str());
+    ASSERT_NE(nullptr, address);
+    EXPECT_STREQ(L"127.0.0.1", address->GetAddress());
+    ExpectJobReceived(address, "job by queue name");
+}
+
+TEST(Host, WritesToTheDeviceBehindAPrintPort)
+{
+    NetworkQueue queue;
+    ASSERT_TRUE(queue.Added()) << "the spooler took no queue";
+    ExpectJobReceived(Orvane::CreateAddressFromPortName(queue.Port().c_str()), "job by port name");
+}
+
+TEST(Host, NamesThatStandForNoDeviceGiveNoAddress)
+{
+    EXPECT_EQ(nullptr, Orvane::CreateAddressFromQueueName(L"Orvane Host no such queue"));
+    EXPECT_EQ(nullptr, Orvane::CreateAddressFromPortName(L"usb999"));
 }
 
 }  // namespace

@@ -16,9 +16,11 @@ while read -r name; do
     status=1
   fi
 done < <(sed -n 's/^\s*DLL Name: //p' <<<"$dump")
-if ! grep -q 'CreateAddressFromIPAddress' <<<"$dump"; then
-  echo "CreateAddressFromIPAddress is not exported"
-  status=1
-fi
-[ $status -eq 0 ] && echo "imports: system DLLs only; exports CreateAddressFromIPAddress"
+for export in CreateAddressFromIPAddress CreateAddressFromPortName CreateAddressFromQueueName; do
+  if ! grep -q "$export" <<<"$dump"; then
+    echo "$export is not exported"
+    status=1
+  fi
+done
+[ $status -eq 0 ] && echo "imports: system DLLs only; exports the three creation functions"
 exit $status

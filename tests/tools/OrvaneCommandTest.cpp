@@ -50,6 +50,7 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
                                         "  discover search the network for devices by WS-Discovery",
                                         "  http     one HTTP request to a device's web server (default port 80)",
                                         "  log      switch the library's log on or off, or show it",
+                                        "  mib      read, walk or set a device's management objects",
                                         "  read     copy what a device sends, until it falls silent",
                                         "  resolve  show what stands behind a print queue, port, share or server name",
                                         "  send     write a file to a device (raw port, default 9100)", "",
@@ -93,6 +94,7 @@ TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
         {L"resolve", "usage: orvane resolve [--queue | --port | --share | --server] NAME [--json]"},
         {L"discover", "usage: orvane discover [--type \"QNAME ...\" | --id ID | --address IP] [--json]"},
         {L"devices", "usage: orvane devices [--usb] [--network] [--json]"},
+        {L"mib", "usage: orvane mib get [--json] TARGET OID"},
     };
     for (const auto& usage : usages) {
         const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});

@@ -35,6 +35,11 @@ JsonObject& JsonObject::Number(const std::string& name, const std::optional<unsi
     return value ? Number(name, *value) : Null(name);
 }
 
+JsonObject& JsonObject::Integer(const std::string& name, long long value)
+{
+    return Member(name, std::to_string(value));
+}
+
 JsonObject& JsonObject::Null(const std::string& name)
 {
     return Member(name, "null");

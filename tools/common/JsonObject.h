@@ -13,6 +13,7 @@ public:
     JsonObject& Text(const std::string& name, const std::optional<std::wstring>& value);
     JsonObject& Number(const std::string& name, unsigned long long value);
     JsonObject& Number(const std::string& name, const std::optional<unsigned long long>& value);
+    JsonObject& Integer(const std::string& name, long long value);
     JsonObject& Null(const std::string& name);
     // {"name": value, ...}
     std::string Str() const { return "{" + m_members + "}"; }

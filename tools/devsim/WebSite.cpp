@@ -8,7 +8,9 @@ namespace devsim {
 const char WebSite::kRealm[] = "Orvane devsim";
 
 WebSite::WebSite(const JobStore& jobs, std::string user, std::string password)
-    : m_jobs(jobs), m_user(std::move(user)), m_password(std::move(password)), m_digest(kRealm, m_user, m_password)
+    : m_jobs(jobs), m_user(std::move(user)), m_password(std::move(password)), m_digest(kRealm, m_user, m_password),
+      // Every job counts as one page.
+      m_mib([this] { return static_cast<long>(m_jobs.Jobs().size()); })
 {
 }
 
@@ -32,6 +34,9 @@ HttpResponse WebSite::Respond(const HttpRequest& request)
     }
     if (m_discovery != nullptr && path == kDirectedPath && request.method == "POST") {
         return DirectedProbe(request);
+    }
+    if (path == "/mib") {
+        return m_mib.Respond(request);
     }
     if (path == "/" || path == "/status") {
         return StatusPage();

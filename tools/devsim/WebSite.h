@@ -1,6 +1,6 @@
 // The simulator's web pages: status, chunked, Basic and Digest protected,
-// redirect, the list of jobs, an echo of the request, and the directed
-// WS-Discovery Probe when the simulator is discoverable.
+// redirect, the list of jobs, an echo of the request, the management objects,
+// and the directed WS-Discovery Probe when the simulator is discoverable.
 #pragma once
 
 #include <string>
@@ -10,6 +10,7 @@
 #include "devsim/HttpRequest.h"
 #include "devsim/HttpResponse.h"
 #include "devsim/JobStore.h"
+#include "devsim/ManagementTree.h"
 
 namespace devsim {
 
@@ -42,6 +43,7 @@ private:
     const std::string m_password;
     DigestAuth m_digest;
     DiscoveryMessages* m_discovery = nullptr;
+    ManagementTree m_mib;
 };
 
 }  // namespace devsim

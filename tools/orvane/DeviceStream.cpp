@@ -12,20 +12,18 @@ DeviceStream::~DeviceStream()
     }
 }
 
-bool DeviceStream::Open(const DeviceTarget& target, unsigned long timeoutMs)
+bool DeviceStream::Open(NamedDevice& device, unsigned long timeoutMs)
 {
-    Orvane::Address* address = Orvane::CreateAddressFromIPAddress(target.Address().c_str());
-    if (address == nullptr) {
-        m_error = "the library made no address for " + target.Text();
+    if (!device.Open()) {
+        m_error = device.Error();
         return false;
     }
-    const unsigned long status = address->CreateStream(target.Port(), &m_stream);
-    address->Dispose();
+    const unsigned long status = device->CreateStream(device.Port(), &m_stream);
     if (status != 0 || m_stream == nullptr) {
         // CreateStream answers a refused port or address with status 0 and
         // no stream, and has no system error code to give: the log has the
         // cause.
-        m_error = "the library made no stream for " + target.Text() + ": " + ErrorText::Status(status)
+        m_error = "the library made no stream for " + device.Text() + ": " + ErrorText::Status(status)
                   + "; 'orvane log on' records the cause";
         return false;
     }
@@ -35,7 +33,7 @@ bool DeviceStream::Open(const DeviceTarget& target, unsigned long timeoutMs)
         m_stream->SetWriteTimeout(timeoutMs);
     }
     if (m_stream->Open() != 0) {
-        m_error = "cannot connect to " + target.Text() + ": error "
+        m_error = "cannot connect to " + device.Text() + ": error "
                   + ErrorText::Describe(m_stream->GetSystemErrorCode());
         return false;
     }

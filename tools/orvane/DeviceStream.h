@@ -4,7 +4,7 @@
 #include <string>
 
 #include "orvane64.h"
-#include "orvane/DeviceTarget.h"
+#include "orvane/NamedDevice.h"
 
 namespace tools {
 
@@ -17,7 +17,7 @@ public:
 
     // Makes the stream, sets its open, read and write timeouts (when not
     // zero) and connects; false, with Error() set, on failure.
-    bool Open(const DeviceTarget& target, unsigned long timeoutMs);
+    bool Open(NamedDevice& device, unsigned long timeoutMs);
     Orvane::Stream* operator->() const { return m_stream; }
     const std::string& Error() const { return m_error; }
 

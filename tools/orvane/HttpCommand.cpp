@@ -16,7 +16,7 @@
 #include "common/ErrorText.h"
 #include "common/Text.h"
 #include "orvane/CommandRegistry.h"
-#include "orvane/DeviceTarget.h"
+#include "orvane/NamedDevice.h"
 #include "orvane64.h"
 
 namespace tools {
@@ -39,6 +39,8 @@ public:
     const char* Usage() const override
     {
         return "usage: orvane http [OPTIONS] ADDRESS[:PORT] URI\n"
+               "       orvane http [OPTIONS] (--queue NAME | --port NAME) [--port-number PORT]\n"
+               "                   URI\n"
                "\n"
                "Sends one request through an orvane64 HTTPRequest and writes the body of\n"
                "the answer to standard output, like curl. PORT is 80 when left out; the\n"
@@ -66,6 +68,10 @@ public:
                "                     Last-Modified, Cache-Control\n"
                "  -o FILE            write the body to FILE\n"
                "  --fail             exit with 1 when the status is 400 or more\n"
+               "  --queue NAME       the device behind this print queue\n"
+               "  --port NAME        the device behind this print port, such as USB001\n"
+               "  --port-number PORT the port on a device named by queue or port\n"
+               "                     (default 80)\n"
                "  --help             this text\n"
                "\n"
                "exit codes: 0 an answer came, 1 no answer (connection failed or the\n"
@@ -75,20 +81,22 @@ public:
 
     int Run(const std::vector<std::wstring>& arguments) override
     {
-        ArgumentParser parser({L"--method", L"-H", L"--data", L"--data-file", L"--content-type", L"--user",
-                               L"--password", L"-o"},
-                              {L"-i", L"--fail", L"--help"});
+        std::vector<std::wstring> options = NamedDevice::Options();
+        options.insert(options.end(), {L"--method", L"-H", L"--data", L"--data-file", L"--content-type", L"--user",
+                                       L"--password", L"-o"});
+        ArgumentParser parser(options, {L"-i", L"--fail", L"--help"});
         if (!parser.Parse(arguments)) {
             return UsageError(parser.Error());
         }
         if (parser.Has(L"--help")) {
             return ShowUsage();
         }
-        if (parser.Positional().size() != 2) {
-            return UsageError("expected ADDRESS[:PORT] and URI");
+        const bool byName = NamedDevice::ByName(parser);
+        if (parser.Positional().size() != (byName ? 1u : 2u)) {
+            return UsageError(byName ? "expected URI" : "expected ADDRESS[:PORT] and URI");
         }
-        DeviceTarget target;
-        if (!target.Parse(parser.Positional()[0], 80, DeviceTarget::Ports::Any)) {
+        NamedDevice target;
+        if (!target.Parse(parser, byName ? L"" : parser.Positional()[0], 80, DeviceTarget::Ports::Any)) {
             return UsageError(target.Error());
         }
         if (parser.Has(L"--data") && parser.Has(L"--data-file")) {
@@ -111,14 +119,12 @@ public:
             headers.emplace_back(text.substr(0, colon), value == std::wstring::npos ? L"" : text.substr(value));
         }
 
-        Orvane::Address* address = Orvane::CreateAddressFromIPAddress(target.Address().c_str());
-        if (address == nullptr) {
-            Complain("the library made no address for " + target.Text());
+        if (!target.Open()) {
+            Complain(target.Error());
             return kExitFailure;
         }
         Orvane::HTTPRequest* request = nullptr;
-        const unsigned long created = address->CreateHTTPRequest(&request, target.Port());
-        address->Dispose();
+        const unsigned long created = target->CreateHTTPRequest(&request, target.Port());
         if (created != 0 || request == nullptr) {
             Complain("the library makes no HTTP request on port " + std::to_string(target.Port())
                      + ": it uses ports 80 to 8080, 443 and 7627");
@@ -147,7 +153,7 @@ private:
         return true;
     }
 
-    int Exchange(const ArgumentParser& parser, const DeviceTarget& target, const std::vector<Header>& headers,
+    int Exchange(const ArgumentParser& parser, const NamedDevice& target, const std::vector<Header>& headers,
                  bool hasBody, const std::string& body, Orvane::HTTPRequest* request) const
     {
         const std::wstring method = parser.Value(L"--method", hasBody ? L"POST" : L"GET");
@@ -157,7 +163,7 @@ private:
         for (const Header& header : headers) {
             request->SetHeader(header.first.c_str(), header.second.c_str());
         }
-        request->SetURI(parser.Positional()[1].c_str());
+        request->SetURI(parser.Positional().back().c_str());
         if (parser.Has(L"--user")) {
             request->SetUserName(parser.Value(L"--user").c_str());
             request->SetPassword(parser.Value(L"--password").c_str());

@@ -27,6 +27,8 @@ public:
     const char* Usage() const override
     {
         return "usage: orvane read [--timeout MS] [-o FILE] ADDRESS[:PORT]\n"
+               "       orvane read [--timeout MS] [-o FILE] (--queue NAME | --port NAME)\n"
+               "                   [--port-number PORT]\n"
                "\n"
                "Connects through an orvane64 stream (PORT 80 to 9100, default 9100) and\n"
                "copies the bytes the device sends, unchanged, to standard output or to\n"
@@ -38,6 +40,9 @@ public:
                "options:\n"
                "  --timeout MS  silence that ends reading, and connect timeout (default 2000)\n"
                "  -o FILE       write the bytes to FILE instead of standard output\n"
+               "  --queue NAME  the device behind this print queue\n"
+               "  --port NAME   the device behind this print port, such as USB001\n"
+               "  --port-number PORT  the port on a device named by queue or port\n"
                "  --help        this text\n"
                "\n"
                "exit codes: 0 read (also when nothing came), 1 connection or read failed,\n"
@@ -46,7 +51,9 @@ public:
 
     int Run(const std::vector<std::wstring>& arguments) override
     {
-        ArgumentParser parser({L"--timeout", L"-o"}, {L"--help"});
+        std::vector<std::wstring> options = NamedDevice::Options();
+        options.insert(options.end(), {L"--timeout", L"-o"});
+        ArgumentParser parser(options, {L"--help"});
         unsigned long timeoutMs = 0;
         if (!parser.Parse(arguments)
             || !parser.Number(L"--timeout", kDefaultTimeoutMs, 1, 0x7FFFFFFF, &timeoutMs)) {
@@ -55,11 +62,12 @@ public:
         if (parser.Has(L"--help")) {
             return ShowUsage();
         }
-        if (parser.Positional().size() != 1) {
-            return UsageError("expected ADDRESS[:PORT]");
+        const bool byName = NamedDevice::ByName(parser);
+        if (parser.Positional().size() != (byName ? 0u : 1u)) {
+            return UsageError(byName ? "expected no address with --queue or --port" : "expected ADDRESS[:PORT]");
         }
-        DeviceTarget target;
-        if (!target.Parse(parser.Positional()[0], 9100)) {
+        NamedDevice target;
+        if (!target.Parse(parser, byName ? L"" : parser.Positional()[0], 9100)) {
             return UsageError(target.Error());
         }
         FILE* out = stdout;
@@ -81,7 +89,7 @@ public:
     }
 
 private:
-    int Copy(const DeviceTarget& target, unsigned long timeoutMs, FILE* out, FILE* report)
+    int Copy(NamedDevice& target, unsigned long timeoutMs, FILE* out, FILE* report)
     {
         DeviceStream stream;
         if (!stream.Open(target, timeoutMs)) {

@@ -29,6 +29,8 @@ public:
     const char* Usage() const override
     {
         return "usage: orvane send [--timeout MS] ADDRESS[:PORT] FILE\n"
+               "       orvane send [--timeout MS] (--queue NAME | --port NAME)\n"
+               "                   [--port-number PORT] FILE\n"
                "       orvane send [--timeout MS] usb-path:DEVICE-PATH FILE\n"
                "\n"
                "Writes FILE to the device through an orvane64 stream. PORT is 80 to 9100,\n"
@@ -42,6 +44,10 @@ public:
                "options:\n"
                "  --timeout MS  connect and write timeout in milliseconds\n"
                "                (default: the library's, 30000)\n"
+               "  --queue NAME  the device behind this print queue\n"
+               "  --port NAME   the device behind this print port, such as USB001\n"
+               "  --port-number PORT  the port on a device named by queue or port\n"
+               "                (default 9100, the print function of a USB device)\n"
                "  --help        this text\n"
                "\n"
                "exit codes: 0 sent, 1 connection or write failed, 2 usage error or\n"
@@ -50,7 +56,9 @@ public:
 
     int Run(const std::vector<std::wstring>& arguments) override
     {
-        ArgumentParser parser({L"--timeout"}, {L"--help"});
+        std::vector<std::wstring> options = NamedDevice::Options();
+        options.push_back(L"--timeout");
+        ArgumentParser parser(options, {L"--help"});
         unsigned long timeoutMs = 0;
         if (!parser.Parse(arguments) || !parser.Number(L"--timeout", 0, 1, 0x7FFFFFFF, &timeoutMs)) {
             return UsageError(parser.Error());
@@ -58,15 +66,16 @@ public:
         if (parser.Has(L"--help")) {
             return ShowUsage();
         }
-        if (parser.Positional().size() != 2) {
-            return UsageError("expected ADDRESS[:PORT] and FILE");
+        const bool byName = NamedDevice::ByName(parser);
+        if (parser.Positional().size() != (byName ? 1u : 2u)) {
+            return UsageError(byName ? "expected FILE" : "expected ADDRESS[:PORT] and FILE");
         }
-        const std::wstring& name = parser.Positional()[0];
-        DeviceTarget target;
-        if (!UsbPathWriter::Names(name) && !target.Parse(name, 9100)) {
+        const std::wstring name = byName ? L"" : parser.Positional()[0];
+        NamedDevice target;
+        if (!UsbPathWriter::Names(name) && !target.Parse(parser, name, 9100)) {
             return UsageError(target.Error());
         }
-        const std::wstring& path = parser.Positional()[1];
+        const std::wstring& path = parser.Positional().back();
         HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                   FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
         if (file == INVALID_HANDLE_VALUE) {
