@@ -3,8 +3,13 @@
 // need; every function works on the calling thread's slot only.
 #include "orvane64_bulk.h"
 
+#include <string>
+
 #include "api/BulkThreadSlots.h"
+#include "iostack/VarloLoader.h"
 #include "logging/LogTrace.h"
+#include "orvane64.h"
+#include "winapi/IKernelApi.h"
 
 QV_LOG_SOURCE_FILE()
 
@@ -19,6 +24,28 @@ constexpr unsigned long kBulkWriteTimeout = 3000;
 constexpr unsigned long kBytesAvailableTimeout = 200;
 constexpr unsigned long kFlushChunk = 2048;
 constexpr int kFlushReads = 30;
+
+// A port name from UTF-8; empty if it cannot be converted.
+std::wstring PortName(const char* port)
+{
+    if (port == nullptr) {
+        return std::wstring();
+    }
+    const int length = g_pKernelApi->MultiByteToWideChar(CP_UTF8, 0, port, -1, nullptr, 0);
+    if (length <= 0) {
+        return std::wstring();
+    }
+    std::wstring wide(static_cast<size_t>(length), L'\0');
+    g_pKernelApi->MultiByteToWideChar(CP_UTF8, 0, port, -1, &wide[0], length);
+    wide.resize(static_cast<size_t>(length) - 1);
+    return wide;
+}
+
+Address* AddressOfPort(const char* port)
+{
+    const std::wstring name = PortName(port);
+    return CreateAddressFromPortName(name.c_str());
+}
 
 // The slot of a thread with an open channel; null otherwise.
 BulkSlot* OpenSlot()
@@ -69,6 +96,8 @@ Notifier* ThreadNotifier()
 
 }  // namespace Orvane
 
+using Orvane::AddressOfPort;
+using Orvane::BulkThreadSlots;
 using Orvane::ThreadNotifier;
 using Orvane::ThreadStream;
 
@@ -90,6 +119,32 @@ unsigned char TransferBulk(unsigned long* size, Transfer transfer)
 }
 
 }  // namespace
+
+// An open channel is closed first, and that frees the slot, which is not
+// made again: the call after an open one fails, the one after that opens.
+extern "C" unsigned char WINAPI OpenBulk(const char* port)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::OpenBulk");
+    BulkThreadSlots::MakeSlot();
+    unsigned long status = E_FAIL;
+    Orvane::BulkSlot* slot = BulkThreadSlots::Current();
+    if (slot != nullptr && slot->address != nullptr) {
+        CloseBulk();
+    }
+    Orvane::Address* address = AddressOfPort(port);
+    slot = BulkThreadSlots::Current();
+    if (slot != nullptr) {
+        slot->address = address;
+        Orvane::Stream* stream = address != nullptr ? ThreadStream() : nullptr;
+        if (stream != nullptr) {
+            status = stream->Open();
+            FlushBulk();
+        }
+    } else if (address != nullptr) {
+        address->Dispose();
+    }
+    return status == 0 ? TRUE : FALSE;
+}
 
 extern "C" unsigned char WINAPI WriteBulk(const void* buffer, unsigned long* size)
 {
@@ -189,6 +244,70 @@ extern "C" void WINAPI SetOpenTimeout(unsigned long ms)
     if (Orvane::Stream* stream = ThreadStream()) {
         stream->SetOpenTimeout(ms);
     }
+}
+
+// Opens the channel and tries that notification can be switched on, and
+// leaves it off; the interrupt functions make their notifier on first need.
+extern "C" unsigned char WINAPI OpenInterrupt(const char* port)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::OpenInterrupt");
+    BulkThreadSlots::MakeSlot();
+    unsigned long status = E_FAIL;
+    Orvane::BulkSlot* slot = BulkThreadSlots::Current();
+    if (slot != nullptr && slot->address != nullptr) {
+        CloseInterrupt();
+    }
+    Orvane::Address* address = AddressOfPort(port);
+    if (address == nullptr) {
+        return FALSE;
+    }
+    Orvane::Notifier* trial = nullptr;
+    status = address->CreateNotifier(&trial);
+    if (status != 0 || trial == nullptr) {
+        address->Dispose();
+        CloseInterrupt();
+        return status == 0 ? TRUE : FALSE;
+    }
+    slot = BulkThreadSlots::Current();
+    if (slot != nullptr) {
+        slot->address = address;
+        status = trial->EnableNotification(true);
+        trial->EnableNotification(false);
+    } else {
+        status = E_FAIL;
+        address->Dispose();
+    }
+    trial->Dispose();
+    return status == 0 ? TRUE : FALSE;
+}
+
+// Asks the port's address; the thread's channel is not touched.
+extern "C" unsigned char WINAPI IsConnected(const char* port)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::IsConnected");
+    Orvane::Address* address = AddressOfPort(port);
+    if (address == nullptr) {
+        return FALSE;
+    }
+    const BOOL connected = address->IsConnected();
+    address->Dispose();
+    return connected != 0 ? TRUE : FALSE;
+}
+
+// Passed through to the component library; without one on the machine the
+// lock counts as taken.
+extern "C" unsigned char WINAPI ExclusiveBulkLock(void* a, void* b, unsigned long c)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::ExclusiveBulkLock");
+    Orvane::VarloLoader loader;
+    return loader.ExclusiveBulkLock(a, b, c) || !loader.IsLoaded() ? TRUE : FALSE;
+}
+
+extern "C" unsigned char WINAPI ExclusiveBulkUnlock(void* a, void* b)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::ExclusiveBulkUnlock");
+    Orvane::VarloLoader loader;
+    return loader.ExclusiveBulkUnlock(a, b) || !loader.IsLoaded() ? TRUE : FALSE;
 }
 
 extern "C" unsigned char WINAPI WaitForInterrupt()

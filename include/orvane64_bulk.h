@@ -24,6 +24,10 @@
 extern "C" {
 #endif
 
+/* Opens the thread's channel to the device behind a print port name
+   (UTF-8), for example "USB001" or "IP_192.0.2.7". On a thread whose channel
+   is open it closes that channel and returns false; the next call opens. */
+ORVANE_BULK_API unsigned char WINAPI OpenBulk(const char* port);
 /* Writes *size bytes; *size becomes the count written, 0 after a failure. */
 ORVANE_BULK_API unsigned char WINAPI WriteBulk(const void* buffer, unsigned long* size);
 /* Reads up to *size bytes; *size becomes the count read, 0 after a failure.
@@ -43,6 +47,9 @@ ORVANE_BULK_API unsigned long WINAPI GetTimeout(void);
 /* The read and the open timeout of the open channel; no effect without one. */
 ORVANE_BULK_API void WINAPI SetTimeout(unsigned long ms);
 ORVANE_BULK_API void WINAPI SetOpenTimeout(unsigned long ms);
+/* Opens the thread's channel for interrupts: true if the device behind
+   the port can report them. */
+ORVANE_BULK_API unsigned char WINAPI OpenInterrupt(const char* port);
 /* Waits, without a time limit, for the device's next interrupt. */
 ORVANE_BULK_API unsigned char WINAPI WaitForInterrupt(void);
 /* Sets `event` at the device's next interrupt, and returns at once. */
@@ -51,6 +58,13 @@ ORVANE_BULK_API unsigned char WINAPI WaitForInterruptEvent(HANDLE event);
 ORVANE_BULK_API unsigned char WINAPI CancelInterrupt(void);
 /* Closes the interrupt side and the channel; always true. */
 ORVANE_BULK_API unsigned char WINAPI CloseInterrupt(void);
+/* Whether the device behind the port is connected; no channel is used. */
+ORVANE_BULK_API unsigned char WINAPI IsConnected(const char* port);
+/* The component library's exclusive lock of the bulk channel; the
+   arguments are the library's own, passed through. True when no component
+   library is on the machine. */
+ORVANE_BULK_API unsigned char WINAPI ExclusiveBulkLock(void* a, void* b, unsigned long c);
+ORVANE_BULK_API unsigned char WINAPI ExclusiveBulkUnlock(void* a, void* b);
 
 #ifdef __cplusplus
 }

@@ -1,6 +1,6 @@
 /* A host written in C against the bulk functions' header and the import
-   library: the calls of a thread without a channel, on this thread and on
-   32 threads at once. Prints each failed check; the exit code counts them. */
+   library: the calls of a thread without a channel, or with a port that
+   names nothing, on this thread and on 32 threads at once. Prints each failed check; the exit code counts them. */
 #include <stdio.h>
 #include <string.h>
 
@@ -42,6 +42,16 @@ static int NoChannelCalls(void)
     failures += CloseInterrupt() != 1;
     failures += CloseBulk() != 1;
     failures += CloseBulk() != 1;
+    /* No such port: no address, no channel. */
+    failures += OpenBulk("NOSUCHPORT") != 0;
+    failures += IsConnected("NOSUCHPORT") != 0;
+    size = sizeof(buffer);
+    failures += ReadBulk(buffer, &size) != 0;
+    failures += size != sizeof(buffer);
+    failures += CloseBulk() != 1;
+    /* No component library beside this program. */
+    failures += ExclusiveBulkLock(NULL, NULL, 0) != 1;
+    failures += ExclusiveBulkUnlock(NULL, NULL) != 1;
     CloseHandle(event);
     return failures;
 }

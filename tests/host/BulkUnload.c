@@ -76,7 +76,8 @@ int main(void)
 {
     const char* names[] = {"WriteBulk", "ReadBulk", "BytesAvailable", "FlushBulk", "CloseBulk",
                            "GetLastStatus", "GetTimeout", "SetTimeout", "SetOpenTimeout", "WaitForInterrupt",
-                           "WaitForInterruptEvent", "CancelInterrupt", "CloseInterrupt"};
+                           "WaitForInterruptEvent", "CancelInterrupt", "CloseInterrupt", "OpenBulk", "OpenInterrupt",
+                           "IsConnected", "ExclusiveBulkLock", "ExclusiveBulkUnlock"};
     DWORD before[kProbe];
     DWORD loaded[kProbe];
     DWORD after[kProbe];
