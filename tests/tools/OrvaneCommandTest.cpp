@@ -95,6 +95,7 @@ TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
         {L"discover", "usage: orvane discover [--type \"QNAME ...\" | --id ID | --address IP] [--json]"},
         {L"devices", "usage: orvane devices [--usb] [--network] [--json]"},
         {L"mib", "usage: orvane mib get [--json] TARGET OID"},
+        {L"wait", "usage: orvane wait [--count N] [--timeout S] TARGET"},
     };
     for (const auto& usage : usages) {
         const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});
