@@ -1,11 +1,16 @@
 // HTTP requests made by a network address: the ports that give one, the
-// request's life, and what a request and its response do over loopback.
+// request's life, and what a request and its response do over loopback
+// (the exchanges every transport shares, in HTTPExchangeCases.h, and those
+// of a network connection).
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "api/AddressFactory.h"
+#include "api/HTTPExchangeCases.h"
 #include "peers/HTTPAnswer.h"
 #include "peers/LoopbackPeer.h"
 
@@ -17,7 +22,7 @@ namespace {
 
 constexpr unsigned long kFail = 0x80004005;
 
-const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 2\r\n\r\nok";
+using http_cases::kOk;
 
 std::string Host(const LoopbackPeer& peer)
 {
@@ -42,6 +47,38 @@ struct HTTPAddress : ::testing::Test {
     Address* address = AddressFactory::CreateFromIPAddress(L"127.0.0.1");
     HTTPRequest* request = nullptr;
 };
+
+// A device on loopback that gives one fixed answer, and an address on it.
+class NetworkTransport {
+public:
+    using Fixture = ::testing::Test;
+
+    ~NetworkTransport() { m_address->Dispose(); }
+    HTTPRequest* Request(const std::string& answer)
+    {
+        m_answer = std::make_unique<HTTPAnswer>(answer);
+        m_peer = std::make_unique<LoopbackPeer>(m_answer->Session(), LoopbackPeer::PortChoice::HTTPRange);
+        HTTPRequest* request = nullptr;
+        EXPECT_EQ(0u, m_address->CreateHTTPRequest(&request, m_peer->Port()));
+        return request;
+    }
+    bool WaitRequests(size_t count) { return m_answer->WaitRequests(count); }
+    std::vector<std::string> Requests() { return m_answer->Requests(); }
+    std::string Host() { return "127.0.0.1:" + std::to_string(m_peer->Port()); }
+
+private:
+    Address* m_address = AddressFactory::CreateFromIPAddress(L"127.0.0.1");
+    std::unique_ptr<HTTPAnswer> m_answer;
+    std::unique_ptr<LoopbackPeer> m_peer;
+};
+
+}  // namespace
+
+namespace http_cases {
+INSTANTIATE_TYPED_TEST_SUITE_P(Network, HTTPExchange, NetworkTransport);
+}  // namespace http_cases
+
+namespace {
 
 TEST_F(HTTPAddress, Port8081GivesNoRequestAndStatusZero)
 {
@@ -93,33 +130,6 @@ TEST_F(HTTPAddress, ARequestComesWithOneReference)
     request = nullptr;
 }
 
-TEST_F(HTTPAddress, TheRequestGoesOutWithItsHeadersInKeyOrderAndItsBody)
-{
-    HTTPAnswer answer(kOk);
-    LoopbackPeer peer(answer.Session(), LoopbackPeer::PortChoice::HTTPRange);
-    RequestOn(peer);
-    EXPECT_EQ(0u, request->SetMethod(L"post"));
-    request->SetURI(L"/jobs");
-    request->SetHeader(L"b", L"2");
-    request->SetHeader(L"X-Gone", L"0");
-    request->SetHeader(L"A", L"1");
-    request->SetHeader(L"X-Gone", nullptr);
-    request->SetContentType(L"text/plain");
-    request->SetContent("hello", 5);
-    HTTPResponse* response = nullptr;
-    EXPECT_EQ(0u, request->GetResponse(&response));
-    ASSERT_TRUE(answer.WaitRequests(1));
-    EXPECT_EQ("POST /jobs HTTP/1.1\r\n"
-              "Content-Length: 5\r\n"
-              "Content-Type: text/plain\r\n"
-              "A: 1\r\n"
-              "HOST: " + Host(peer) + "\r\n"
-              "b: 2\r\n"
-              "\r\n"
-              "hello",
-              answer.Requests()[0]);
-}
-
 TEST_F(HTTPAddress, ARequestWorksAfterItsAddressWasDisposed)
 {
     HTTPAnswer answer(kOk);
@@ -151,57 +161,6 @@ TEST_F(HTTPAddress, ARefusedConnectionIsEFailAndGivesNoResponse)
     EXPECT_EQ(reinterpret_cast<HTTPResponse*>(1), response);
 }
 
-TEST_F(HTTPAddress, AResponseGivesStatusHeadersAndTheBodyZeroTerminated)
-{
-    HTTPAnswer answer("HTTP/1.1 200 OK\r\nServer: loopback\r\nContent-Type: text/plain\r\n"
-                      "Content-Length: 5\r\n\r\nhello");
-    LoopbackPeer peer(answer.Session(), LoopbackPeer::PortChoice::HTTPRange);
-    RequestOn(peer);
-    request->SetURI(L"/hello.txt");
-    HTTPResponse* response = nullptr;
-    ASSERT_EQ(0u, request->GetResponse(&response));
-    ASSERT_NE(nullptr, response);
-    EXPECT_EQ(200u, response->GetStatusCode());
-    EXPECT_STREQ(L"text/plain", response->GetContentType());
-    EXPECT_STREQ(L"loopback", response->GetHeader(L"server"));
-    EXPECT_STREQ(L"5", response->GetHeader(L"Content-Length"));
-    EXPECT_EQ(nullptr, response->GetHeader(L"Location"));
-    EXPECT_EQ(5u, response->GetContentAvailable());
-    const unsigned char* content = response->GetContent();
-    ASSERT_NE(nullptr, content);
-    EXPECT_EQ(0, std::memcmp("hello\0", content, 6));
-}
-
-TEST_F(HTTPAddress, A404IsAResponseNotAFailure)
-{
-    HTTPAnswer answer("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    LoopbackPeer peer(answer.Session(), LoopbackPeer::PortChoice::HTTPRange);
-    RequestOn(peer);
-    request->SetURI(L"/missing");
-    HTTPResponse* response = nullptr;
-    ASSERT_EQ(0u, request->GetResponse(&response));
-    ASSERT_NE(nullptr, response);
-    EXPECT_EQ(404u, response->GetStatusCode());
-    EXPECT_EQ(0u, response->GetContentAvailable());
-    EXPECT_EQ(nullptr, response->GetContent());
-}
-
-TEST_F(HTTPAddress, AChunkedBodyComesWhole)
-{
-    HTTPAnswer answer("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
-                      "5\r\nhello\r\n7;x=y\r\n, world\r\n0\r\n\r\n");
-    LoopbackPeer peer(answer.Session(), LoopbackPeer::PortChoice::HTTPRange);
-    RequestOn(peer);
-    request->SetURI(L"/chunked");
-    HTTPResponse* response = nullptr;
-    ASSERT_EQ(0u, request->GetResponse(&response));
-    ASSERT_NE(nullptr, response);
-    EXPECT_EQ(12u, response->GetContentAvailable());
-    const unsigned char* content = response->GetContent();
-    ASSERT_NE(nullptr, content);
-    EXPECT_STREQ("hello, world", reinterpret_cast<const char*>(content));
-}
-
 TEST_F(HTTPAddress, ABodyEndedByTheClosedConnectionComesWhole)
 {
     HTTPAnswer answer("HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n<p>no length</p>", true);
@@ -215,29 +174,6 @@ TEST_F(HTTPAddress, ABodyEndedByTheClosedConnectionComesWhole)
     const unsigned char* content = response->GetContent();
     ASSERT_NE(nullptr, content);
     EXPECT_STREQ("<p>no length</p>", reinterpret_cast<const char*>(content));
-}
-
-TEST_F(HTTPAddress, TheRequestIsSentAgainWithChangedSettings)
-{
-    HTTPAnswer answer(kOk);
-    LoopbackPeer peer(answer.Session(), LoopbackPeer::PortChoice::HTTPRange);
-    RequestOn(peer);
-    request->SetURI(L"/first");
-    request->SetHeader(L"X-Job", L"7");
-    HTTPResponse* first = nullptr;
-    ASSERT_EQ(0u, request->GetResponse(&first));
-    request->SetURI(L"/second");
-    request->SetMethod(L"DELETE");
-    request->SetHeader(L"X-Job", nullptr);
-    HTTPResponse* second = nullptr;
-    ASSERT_EQ(0u, request->GetResponse(&second));
-    ASSERT_NE(nullptr, second);
-    EXPECT_EQ(200u, second->GetStatusCode());
-    ASSERT_TRUE(answer.WaitRequests(2));
-    const std::string host = "HOST: " + Host(peer) + "\r\n";
-    EXPECT_EQ("GET /first HTTP/1.1\r\n" + host + "X-Job: 7\r\n\r\n", answer.Requests()[0]);
-    // The last header erased: its former text still goes out.
-    EXPECT_EQ("DELETE /second HTTP/1.1\r\n" + host + "X-Job: 7\r\n\r\n", answer.Requests()[1]);
 }
 
 }  // namespace

@@ -103,16 +103,16 @@ TEST_F(ComponentConnection, ReadBulkThatGivesTrueWithNoBytesIsRepeatedUntilTheTi
     libraries.Empty("ReadBulk");
     HeldConnection connection;
     ASSERT_EQ(connection->Open(nullptr), 0UL);
-    connection->SetReadTimeout(300);
+    connection->SetReadTimeout(500);
     char buffer[8];
     unsigned long read = 0;
     const DWORD start = GetTickCount();
     EXPECT_EQ(connection->Read(buffer, sizeof buffer, &read, nullptr), IOError_Fail);
-    EXPECT_GE(GetTickCount() - start, 300UL);
+    EXPECT_GE(GetTickCount() - start, 500UL);
     EXPECT_EQ(read, 0UL);
     EXPECT_EQ(log.Count(L"(I0) ReadBulk attempt 1 succeeded with 0 bytes"), 1U);
     EXPECT_EQ(log.Count(L"(I0) ReadBulk attempt 2 succeeded with 0 bytes"), 1U);
-    EXPECT_EQ(log.Count(L"(I0) Read timeout after 300 ms"), 1U);
+    EXPECT_EQ(log.Count(L"(I0) Read timeout after 500 ms"), 1U);
     EXPECT_EQ(Printer().ReadSizes(USBPRINTER_FUNCTION_CONFIG), std::vector<unsigned long>{});
 }
 
@@ -123,17 +123,17 @@ TEST_F(ComponentConnection, AFailedWriteIsRepeatedAtOnceAndTheLibrarysStatusDeci
     HeldConnection connection;
     ASSERT_EQ(connection->Open(nullptr), 0UL);
     libraries.Fail("WriteBulk=1460");
-    connection->SetWriteTimeout(200);
+    connection->SetWriteTimeout(500);
     unsigned long written = 0;
     EXPECT_EQ(connection->Write("abc", 3, &written, nullptr), IOError_Timeout);
     EXPECT_EQ(log.Count(L"(I0) WriteBulk attempt 1 failed with 0 bytes"), 1U);
     EXPECT_EQ(log.Count(L"(I0) WriteBulk attempt 2 failed with 0 bytes"), 1U);
-    EXPECT_EQ(log.Count(L"(I0) Write timeout after 200 ms"), 1U);
+    EXPECT_EQ(log.Count(L"(I0) Write timeout after 500 ms"), 1U);
     EXPECT_EQ(log.Count(L"(##) GetLastStatus returned 1460"), 1U);
     EXPECT_EQ(ConfigReceived(), "");
 }
 
-// The one test here that waits out its time: the device answers nothing.
+// The device answers nothing: the library waits out the time it was given.
 TEST_F(ComponentConnection, ASilentDeviceTimesTheReadOutWithTheRemainingTimeGivenToTheLibrary)
 {
     doubles::ModuleLogFile& log = Log(L"component-silent");

@@ -1,7 +1,8 @@
 // HTTP across USB: the library's own client on a USB address's
 // configuration channel, against the simulator's web site answering on the
 // virtual printer's configuration function, through a plain channel and
-// through a component library.
+// through a component library; and the exchanges every transport shares
+// (HTTPExchangeCases.h) on the plain channel.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -10,6 +11,7 @@
 
 #include "ComponentLibraries.h"
 #include "UsbFixture.h"
+#include "api/HTTPExchangeCases.h"
 #include "api/QVUSBAddress.h"
 #include "api/USBDeviceManager.h"
 #include "devsim/UsbWebChannel.h"
@@ -70,6 +72,13 @@ public:
     AddressRequest& operator=(const AddressRequest&) = delete;
 
     unsigned long Status() const { return m_status; }
+    // Hands the request over to the caller, who gives it back first.
+    HTTPRequest* Take()
+    {
+        HTTPRequest* request = m_request;
+        m_request = nullptr;
+        return request;
+    }
     HTTPRequest* operator->() { return m_request; }
     std::wstring ConfigPath()
     {
@@ -214,6 +223,50 @@ TEST_F(HttpAcrossUsb, ThePageComesThroughTheComponentLibraryToo)
     EXPECT_NE(calls.find("FXVarloChannel.dll:CloseBulk();"), std::string::npos) << calls;
 }
 
+// The device with the plain configuration channel answering every request
+// with one fixed answer, and an address on it.
+class UsbTransport {
+public:
+    using Fixture = UsbFixture;
+
+    HTTPRequest* Request(const std::string& answer)
+    {
+        m_address = std::make_unique<AddressRequest>(kRestSerial, L"USB033");
+        std::string error;
+        usbprinter::VirtualUsbPrinter* printer = usb_test::Printer(&error);
+        EXPECT_TRUE(printer->Plug(USBPRINTER_FUNCTION_CONFIG, m_address->ConfigPath()));
+        m_channel = std::make_unique<devsim::UsbWebChannel>(
+            *printer, [this, answer](const std::string& bytes, const devsim::HttpRequest&) {
+                std::lock_guard<std::mutex> guard(m_lock);
+                m_requests.push_back(bytes);
+                return answer;
+            });
+        return m_address->Take();
+    }
+    bool WaitRequests(size_t count)
+    {
+        std::string error;
+        return usb_test::Printer(&error)->WaitFor([this, count] { return Requests().size() >= count; }, 5000);
+    }
+    std::vector<std::string> Requests()
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        return m_requests;
+    }
+    // A USB channel has no host name.
+    std::string Host() { return ""; }
+
+private:
+    std::unique_ptr<AddressRequest> m_address;
+    std::mutex m_lock;
+    std::vector<std::string> m_requests;
+    std::unique_ptr<devsim::UsbWebChannel> m_channel;
+};
+
 }  // namespace
 
 }  // namespace usb_test
+
+namespace http_cases {
+INSTANTIATE_TYPED_TEST_SUITE_P(Usb, HTTPExchange, usb_test::UsbTransport);
+}  // namespace http_cases

@@ -6,9 +6,19 @@
 namespace devsim {
 
 UsbWebChannel::UsbWebChannel(usbprinter::VirtualUsbPrinter& printer, WebSite& site, EventLog* log)
+    : UsbWebChannel(printer, [&site, log](const std::string&, const HttpRequest& request) {
+          const HttpResponse response = site.Respond(request);
+          if (log != nullptr) {
+              log->Line("usb http " + request.method + " " + request.target + ": " + std::to_string(response.Status()));
+          }
+          return response.Serialize(request.method == "HEAD", request.KeepAlive(), request.version == "HTTP/1.0");
+      })
+{
+}
+
+UsbWebChannel::UsbWebChannel(usbprinter::VirtualUsbPrinter& printer, Answerer answerer)
     : m_printer(printer),
-      m_site(site),
-      m_log(log),
+      m_answerer(std::move(answerer)),
       m_wake(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       m_stop(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
@@ -59,17 +69,9 @@ void UsbWebChannel::Answer(std::string& input)
             response.SetBody("text/plain", "bad request\r\n");
             answer = response.Serialize(false, false, false);
             input.clear();
-            if (m_log != nullptr) {
-                m_log->Line("usb http bad request: 400");
-            }
         } else {
+            answer = m_answerer(input.substr(0, consumed), request);
             input.erase(0, consumed);
-            const HttpResponse response = m_site.Respond(request);
-            answer = response.Serialize(request.method == "HEAD", request.KeepAlive(), request.version == "HTTP/1.0");
-            if (m_log != nullptr) {
-                m_log->Line("usb http " + request.method + " " + request.target + ": "
-                            + std::to_string(response.Status()));
-            }
         }
         m_printer.Supply(USBPRINTER_FUNCTION_CONFIG, answer.data(), answer.size());
     }

@@ -5,11 +5,13 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 
 #include "devsim/EventLog.h"
+#include "devsim/HttpRequest.h"
 #include "devsim/WebSite.h"
 #include "usbprinter/VirtualUsbPrinter.h"
 
@@ -17,9 +19,14 @@ namespace devsim {
 
 class UsbWebChannel {
 public:
-    // Takes the configuration function's writes from now on; `log` may be
-    // null.
+    // The bytes that answer one request, given as it came and as parsed.
+    using Answerer = std::function<std::string(const std::string& bytes, const HttpRequest& request)>;
+
+    // Takes the configuration function's writes from now on, answered by
+    // `site`; `log` may be null.
     UsbWebChannel(usbprinter::VirtualUsbPrinter& printer, WebSite& site, EventLog* log);
+    // The same, answered by `answerer`.
+    UsbWebChannel(usbprinter::VirtualUsbPrinter& printer, Answerer answerer);
     // Gives the writes back to the printer's own record.
     ~UsbWebChannel();
     UsbWebChannel(const UsbWebChannel&) = delete;
@@ -31,8 +38,7 @@ private:
     void Answer(std::string& input);
 
     usbprinter::VirtualUsbPrinter& m_printer;
-    WebSite& m_site;
-    EventLog* m_log;
+    Answerer m_answerer;
     std::mutex m_lock;
     std::string m_arrived;  // written by the host, not yet taken
     HANDLE m_wake;
