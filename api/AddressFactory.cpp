@@ -1,9 +1,12 @@
 #include "api/AddressFactory.h"
 
+#include <cwchar>
 #include <new>
 #include <string>
 
 #include "api/QVNetAddress.h"
+#include "api/QVUSBAddress.h"
+#include "api/USBDeviceManager.h"
 #include "logging/LogTrace.h"
 #include "resolver/Resolver.h"
 
@@ -20,6 +23,10 @@ constexpr size_t kNameChars = 260;
 constexpr unsigned long kTypeUSB = 2;
 constexpr unsigned long kTypeDot4 = 16;
 constexpr unsigned long kTypeIP = 32;
+
+// The configuration function of a device reached through the bulk library,
+// whose address keeps the port name's suffix.
+constexpr wchar_t kBulkLibraryFunction[] = L"ZQFXBULKHESK";
 
 // A port name up to its first ":", as the resolver and the device manager
 // know it.
@@ -96,17 +103,29 @@ Address* AddressFactory::CreatePortAddress(const wchar_t* portName)
     const std::wstring stripped = StripPortName(portName);
     Address* address = nullptr;
     unsigned long type = 0;
+    wchar_t queue[kNameChars] = {};
     if (ConnectionTypeOf(stripped.c_str(), RESOLVE_TYPE_PORT, &type)) {
         if (type == kTypeUSB) {
             QV_LOG_INFO(0, L"Port is USB");
+            if (m_pResolver->GetQueueName(queue, kNameChars) == 0) {
+                address = CreateUSBAddress(queue, portName, CreateUSBDeviceManager());
+            }
         } else if (type == kTypeDot4) {
             QV_LOG_INFO(0, L"Port is Dot4");
+            m_pResolver->GetQueueName(queue, kNameChars);
+            address = CreateDot4Address(queue, stripped.c_str(), CreateUSBDeviceManager());
         } else if (type == kTypeIP) {
             QV_LOG_INFO(0, L"Port is IP");
             address = CreateResolvedIPAddress();
         } else {
             QV_LOG_ERROR(L"Port is unsupported type");
         }
+    }
+    // The last chance, whatever failed: a USB device that has no print
+    // queue is found by its port. The prefix is compared with case.
+    if (address == nullptr && portName != nullptr && std::wcsncmp(portName, L"USB", 3) == 0) {
+        QV_LOG_INFO(0, L"Port is USB");
+        address = CreateUSBAddress(nullptr, portName, CreateUSBDeviceManager());
     }
     return address;
 }
@@ -118,10 +137,17 @@ Address* AddressFactory::CreateQueueAddress(const wchar_t* queueName)
     if (!ConnectionTypeOf(queueName, RESOLVE_TYPE_PRINTER, &type)) {
         return nullptr;
     }
+    wchar_t port[kNameChars] = {};
+    unsigned long reserved = 0;
     if (type == kTypeUSB) {
         QV_LOG_INFO(0, L"Port is USB");
+        if (m_pResolver->GetDirectConnectPort(port, kNameChars, &reserved) == 0) {
+            return CreateUSBAddress(queueName, port, CreateUSBDeviceManager());
+        }
     } else if (type == kTypeDot4) {
         QV_LOG_INFO(0, L"Port is Dot4");
+        m_pResolver->GetDirectConnectPort(port, kNameChars, &reserved);
+        return CreateDot4Address(queueName, port, CreateUSBDeviceManager());
     } else if (type == kTypeIP) {
         QV_LOG_INFO(0, L"Port is IP");
         return CreateResolvedIPAddress();
@@ -138,6 +164,72 @@ Address* AddressFactory::CreateIPAddress(const wchar_t* address)
         QVNetAddress* result = new QVNetAddress(address);
         result->AddRef();
         return result;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+Address* AddressFactory::CreateUSBAddress(const wchar_t* queueName, const wchar_t* portName,
+                                          IUSBDeviceManager* manager)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::AddressFactory::CreateUSBAddress");
+    const std::wstring stripped = StripPortName(portName);
+    if (manager == nullptr) {
+        return nullptr;
+    }
+    QVDeviceManager::IDevice* device = manager->OpenUSBDeviceByQueue(queueName);
+    if (device == nullptr) {
+        device = manager->OpenUSBDeviceByPort(stripped.c_str());
+    }
+    if (device == nullptr) {
+        delete manager;
+        return nullptr;
+    }
+    // A device reached through the bulk library keeps the whole port name.
+    std::wstring text = stripped;
+    QVDeviceManager::IDeviceFunction* config = nullptr;
+    if (device->GetFunction(QVDeviceManager::FUNCTION_TYPE_CONFIG, &config) == 0 && config != nullptr
+        && _wcsicmp(config->GetFriendlyName().c_str(), kBulkLibraryFunction) == 0) {
+        text = portName;
+    }
+    try {
+        QVUSBAddress* address = new QVUSBAddress(text.c_str(), manager, device);
+        address->AddRef();
+        return address;
+    } catch (const std::bad_alloc&) {
+        manager->CloseDevice(device);
+        delete manager;
+        return nullptr;
+    }
+}
+
+Address* AddressFactory::CreateDot4Address(const wchar_t* queueName, const wchar_t* portName,
+                                           IUSBDeviceManager* manager)
+{
+    QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::AddressFactory::CreateDot4Address");
+    if (manager == nullptr) {
+        return nullptr;
+    }
+    QVDeviceManager::IDevice* device = manager->OpenDot4Device(queueName);
+    if (device == nullptr) {
+        delete manager;
+        return nullptr;
+    }
+    try {
+        QVUSBAddress* address = new QVUSBAddress(portName, manager, device);
+        address->AddRef();
+        return address;
+    } catch (const std::bad_alloc&) {
+        manager->CloseDevice(device);
+        delete manager;
+        return nullptr;
+    }
+}
+
+IUSBDeviceManager* AddressFactory::CreateUSBDeviceManager()
+{
+    try {
+        return new USBDeviceManager();
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

@@ -7,6 +7,7 @@
 namespace Orvane {
 
 class IResolver;
+class IUSBDeviceManager;
 
 // Makes the Address behind a name given by a host: an IP address, a print
 // port or a print queue. A factory lives for one call and asks its own
@@ -25,6 +26,10 @@ public:
     virtual Address* CreatePortAddress(const wchar_t* portName);
     virtual Address* CreateQueueAddress(const wchar_t* queueName);
     virtual Address* CreateIPAddress(const wchar_t* address);
+    // Take over `manager`, which is deleted when no address is made.
+    virtual Address* CreateUSBAddress(const wchar_t* queueName, const wchar_t* portName, IUSBDeviceManager* manager);
+    virtual Address* CreateDot4Address(const wchar_t* queueName, const wchar_t* portName, IUSBDeviceManager* manager);
+    virtual IUSBDeviceManager* CreateUSBDeviceManager();
 
 protected:
     // The creator deletes the factory and its resolver.

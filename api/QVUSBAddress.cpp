@@ -8,6 +8,7 @@
 #include "api/QVUSBDeviceConnection.h"
 #include "api/QVUSBNotifier.h"
 #include "api/VarloNotifier.h"
+#include "api/USBDornRTLMIBConnection.h"
 #include "http/CHTTPClient.h"
 #include "iostack/FXVarloChannelLoader.h"
 #include "iostack/VarloDeviceConnection.h"
@@ -270,9 +271,16 @@ unsigned long QVUSBAddress::CreateHTTPRequest(HTTPRequest** out, int port)
 unsigned long QVUSBAddress::CreateMIBConnection(MIBConnection** out)
 {
     QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVUSBAddress::CreateMIBConnection");
-    // Management objects arrive with their run-time library bridge.
-    *out = nullptr;
-    return logScope.m_errorCode = E_NOTIMPL;
+    try {
+        USBDornRTLMIBConnection* connection = new USBDornRTLMIBConnection();
+        connection->Initialize(m_address.c_str());
+        connection->AddRef();
+        *out = connection;
+    } catch (const std::bad_alloc&) {
+        *out = nullptr;
+        return logScope.m_errorCode = E_FAIL;
+    }
+    return 0;
 }
 
 }  // namespace Orvane

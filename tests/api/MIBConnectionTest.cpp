@@ -449,8 +449,8 @@ TEST_F(MIBTest, UsbConnectionNamesItsPortWithTypeThreeAndWalksWithTheSingleForm)
     VARIANT value;
     ::VariantInit(&value);
     wchar_t next[64];
-    // The stand-in serves no USB device: the open fails, after the
-    // descriptor was read.
+    // The stand-in knows no configuration channel for USB001: the open
+    // fails, after the descriptor was read.
     EXPECT_EQ(kFail, connection.GetNextValue(L"1.3", next, 64, &value));
     std::string port;
     const std::vector<unsigned char> descriptor = m_standIn.Descriptor(&port);

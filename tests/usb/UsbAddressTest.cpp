@@ -8,6 +8,7 @@
 #include "ComponentLibraries.h"
 #include "UsbFixture.h"
 #include "api/QVUSBAddress.h"
+#include "api/USBDornRTLMIBConnection.h"
 #include "api/USBDeviceManager.h"
 #include "devicemanager/SpoolerSetup.h"
 #include "resolver/SpoolerQueues.h"
@@ -300,15 +301,22 @@ TEST_F(UsbAddress, TheAddressTextIsKeptAndNullGivesAnEmptyOne)
     EXPECT_STREQ(unnamed->GetAddress(), L"");
 }
 
-TEST_F(UsbAddress, NotifiersAndManagementConnectionsAreNotMadeYet)
+TEST_F(UsbAddress, NotifiersAreNotMadeYet)
 {
     HeldAddress address(kSerial);
     Orvane::Notifier* notifier = reinterpret_cast<Orvane::Notifier*>(1);
     EXPECT_EQ(address->CreateNotifier(&notifier), static_cast<unsigned long>(E_NOTIMPL));
     EXPECT_EQ(notifier, nullptr);
-    Orvane::MIBConnection* mib = reinterpret_cast<Orvane::MIBConnection*>(1);
-    EXPECT_EQ(address->CreateMIBConnection(&mib), static_cast<unsigned long>(E_NOTIMPL));
-    EXPECT_EQ(mib, nullptr);
+}
+
+TEST_F(UsbAddress, AManagementConnectionIsMadeOnThePortName)
+{
+    HeldAddress address(kSerial, L"USB031");
+    Orvane::MIBConnection* mib = nullptr;
+    EXPECT_EQ(address->CreateMIBConnection(&mib), 0UL);
+    ASSERT_NE(mib, nullptr);
+    EXPECT_NE(dynamic_cast<Orvane::USBDornRTLMIBConnection*>(mib), nullptr);
+    mib->Dispose();
 }
 
 using UsbDeviceManager = UsbFixture;

@@ -12,10 +12,9 @@
 #include "ComponentLibraries.h"
 #include "UsbFixture.h"
 #include "api/HTTPExchangeCases.h"
+#include "WebOnConfiguration.h"
 #include "api/QVUSBAddress.h"
 #include "api/USBDeviceManager.h"
-#include "devsim/UsbWebChannel.h"
-#include "doubles/TempFolder.h"
 
 using namespace QVDeviceManager;
 using Orvane::HTTPRequest;
@@ -25,29 +24,6 @@ using Orvane::QVUSBAddress;
 namespace usb_test {
 
 namespace {
-
-// The simulator's site, its jobs in a folder of the test's, answering on
-// the configuration function for the life of the object.
-class WebOnConfiguration {
-public:
-    WebOnConfiguration()
-        : m_jobs(m_folder.Path(), m_log), m_site(m_jobs, "admin", "secret"), m_channel(*PrinterOf(), m_site, nullptr)
-    {
-    }
-
-private:
-    static usbprinter::VirtualUsbPrinter* PrinterOf()
-    {
-        std::string error;
-        return usb_test::Printer(&error);
-    }
-
-    doubles::TempFolder m_folder{L"usb-web"};
-    devsim::EventLog m_log;
-    devsim::JobStore m_jobs;
-    devsim::WebSite m_site;
-    devsim::UsbWebChannel m_channel;
-};
 
 // An address on a device opened through its own manager, and one request
 // made on it; the request is given back before the address.

@@ -2,12 +2,16 @@
 // points the library calls. It answers from the management objects of
 // orvane-devsim.exe, which serves them over HTTP at /mib: the descriptor's
 // address is "host" or "host:port" of the simulator's web server (port
-// 8080 when none is given). A port name (a USB device) is not served.
+// 8080 when none is given). A port name is a USB device whose configuration
+// function's device path the test gave with StandInUsbPath: the requests
+// are written to that path and the answers read from it, as the simulator's
+// web site answers on the virtual USB printer's configuration function.
 //
 // For the tests it also exports StandInCalls (how often an entry point was
-// called since the library was loaded or StandInReset), StandInFail (an entry point to
-// fail with a status, 0 to stop) and StandInLastDescriptor (the descriptor
-// and the address text given to the last open). Built for the tests only.
+// called since the library was loaded or since StandInReset), StandInFail
+// (an entry point to fail with a status, 0 to stop), StandInLastDescriptor
+// (the descriptor and the address text given to the last open) and
+// StandInUsbPath. Built for the tests only.
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
@@ -38,9 +42,15 @@ constexpr unsigned long kText = 4;
 struct Device {
     std::string host;
     std::string port;
+    // A USB device's configuration channel; empty for a network device.
+    std::wstring usbPath;
 };
 
+// The time a USB request may take.
+constexpr DWORD kUsbTimeoutMs = 5000;
+
 std::set<Device*> g_devices;
+std::map<std::string, std::wstring> g_usbPaths;
 std::map<std::string, long> g_calls;
 std::map<std::string, unsigned long> g_failures;
 unsigned char g_lastDescriptor[32];
@@ -55,11 +65,84 @@ unsigned long Called(const char* name)
     return failure == g_failures.end() ? 0 : failure->second;
 }
 
+// The request of one exchange.
+std::string Request(const Device& device, const std::string& method, const std::string& target,
+                    const std::string& body)
+{
+    return method + " " + target + " HTTP/1.0\r\nHost: " + (device.usbPath.empty() ? device.host : "localhost")
+           + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+// The status code of a whole answer (0 when it is none) and its body.
+int ReadAnswer(const std::string& reply, std::string* answer)
+{
+    const size_t head = reply.find("\r\n\r\n");
+    if (reply.compare(0, 5, "HTTP/") != 0 || head == std::string::npos) {
+        return 0;
+    }
+    *answer = reply.substr(head + 4);
+    return std::atoi(reply.c_str() + reply.find(' ') + 1);
+}
+
+// Whether `reply` holds a whole answer: its head and Content-Length bytes.
+bool Whole(const std::string& reply)
+{
+    const size_t head = reply.find("\r\n\r\n");
+    if (head == std::string::npos) {
+        return false;
+    }
+    const size_t length = reply.find("Content-Length: ");
+    const size_t size = length < head ? std::strtoul(reply.c_str() + length + 16, nullptr, 10) : 0;
+    return reply.size() >= head + 4 + size;
+}
+
+// One overlapped transfer on the channel, bounded in time; the bytes moved.
+bool Transfer(HANDLE channel, bool write, char* data, DWORD size, DWORD* moved)
+{
+    OVERLAPPED overlapped = {};
+    overlapped.hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    BOOL done = write ? WriteFile(channel, data, size, nullptr, &overlapped)
+                      : ReadFile(channel, data, size, nullptr, &overlapped);
+    if (!done && GetLastError() == ERROR_IO_PENDING) {
+        if (WaitForSingleObject(overlapped.hEvent, kUsbTimeoutMs) != WAIT_OBJECT_0) {
+            CancelIo(channel);
+        }
+        done = TRUE;
+    }
+    const bool ok = done && GetOverlappedResult(channel, &overlapped, moved, TRUE);
+    CloseHandle(overlapped.hEvent);
+    return ok;
+}
+
+// One exchange over a USB device's configuration channel.
+int UsbExchange(const Device& device, const std::string& request, std::string* answer)
+{
+    const HANDLE channel = CreateFileW(device.usbPath.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                       OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+    if (channel == INVALID_HANDLE_VALUE) {
+        return 0;
+    }
+    std::string out = request;
+    DWORD moved = 0;
+    std::string reply;
+    if (Transfer(channel, true, &out[0], static_cast<DWORD>(out.size()), &moved) && moved == out.size()) {
+        char chunk[4096];
+        while (!Whole(reply) && Transfer(channel, false, chunk, sizeof chunk, &moved) && moved != 0) {
+            reply.append(chunk, moved);
+        }
+    }
+    CloseHandle(channel);
+    return ReadAnswer(reply, answer);
+}
+
 // One HTTP/1.0 exchange with the simulator; the status code (0 when there
 // was no answer) and the body.
 int Exchange(const Device& device, const std::string& method, const std::string& target, const std::string& body,
              std::string* answer)
 {
+    if (!device.usbPath.empty()) {
+        return UsbExchange(device, Request(device, method, target, body), answer);
+    }
     addrinfo hints = {};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -78,8 +161,7 @@ int Exchange(const Device& device, const std::string& method, const std::string&
     }
     const DWORD timeout = 5000;
     setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&timeout), sizeof timeout);
-    const std::string request = method + " " + target + " HTTP/1.0\r\nHost: " + device.host
-                                + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    const std::string request = Request(device, method, target, body);
     send(s, request.data(), static_cast<int>(request.size()), 0);
     std::string reply;
     char chunk[1024];
@@ -88,12 +170,7 @@ int Exchange(const Device& device, const std::string& method, const std::string&
         reply.append(chunk, static_cast<size_t>(got));
     }
     closesocket(s);
-    const size_t head = reply.find("\r\n\r\n");
-    if (reply.compare(0, 5, "HTTP/") != 0 || head == std::string::npos) {
-        return 0;
-    }
-    *answer = reply.substr(head + 4);
-    return std::atoi(reply.c_str() + reply.find(' ') + 1);
+    return ReadAnswer(reply, answer);
 }
 
 std::string OidText(const unsigned char* oid, unsigned long length)
@@ -180,6 +257,7 @@ __declspec(dllexport) void StandInReset()
 {
     g_calls.clear();
     g_failures.clear();
+    g_usbPaths.clear();
 }
 
 __declspec(dllexport) void StandInFail(const char* name, unsigned long status)
@@ -189,6 +267,11 @@ __declspec(dllexport) void StandInFail(const char* name, unsigned long status)
     } else {
         g_failures[name] = status;
     }
+}
+
+__declspec(dllexport) void StandInUsbPath(const char* port, const wchar_t* path)
+{
+    g_usbPaths[port] = path;
 }
 
 __declspec(dllexport) void StandInLastDescriptor(unsigned char* descriptor, char* address, size_t size)
@@ -209,15 +292,22 @@ unsigned long StandInOpenOsDevice(const unsigned char* descriptor, DornHandle* d
     g_lastAddress = text != 0 ? reinterpret_cast<const char*>(static_cast<uintptr_t>(text)) : "";
     uint32_t type = 0;
     std::memcpy(&type, descriptor + Orvane::kDornDescriptorTypeOffset, sizeof type);
-    if (descriptor[0] != Orvane::kDornDescriptorSize || type != Orvane::kDornIPAddress || g_lastAddress.empty()) {
+    const auto usb = g_usbPaths.find(g_lastAddress);
+    if (descriptor[0] != Orvane::kDornDescriptorSize || g_lastAddress.empty()
+        || (type == Orvane::kDornPortName && usb == g_usbPaths.end())
+        || (type != Orvane::kDornPortName && type != Orvane::kDornIPAddress)) {
         return kNoDevice;
     }
     WSADATA data;
     WSAStartup(MAKEWORD(2, 2), &data);
     Device* made = *g_devices.insert(new Device).first;
-    const size_t colon = g_lastAddress.rfind(':');
-    made->host = g_lastAddress.substr(0, colon);
-    made->port = colon == std::string::npos ? "8080" : g_lastAddress.substr(colon + 1);
+    if (type == Orvane::kDornPortName) {
+        made->usbPath = usb->second;
+    } else {
+        const size_t colon = g_lastAddress.rfind(':');
+        made->host = g_lastAddress.substr(0, colon);
+        made->port = colon == std::string::npos ? "8080" : g_lastAddress.substr(colon + 1);
+    }
     *device = reinterpret_cast<DornHandle>(made);
     return 0;
 }
