@@ -6,6 +6,8 @@
 #include "api/QVHTTPRequest.h"
 #include "api/QVStream.h"
 #include "api/QVUSBDeviceConnection.h"
+#include "api/QVUSBNotifier.h"
+#include "api/VarloNotifier.h"
 #include "api/USBDornRTLMIBConnection.h"
 #include "http/CHTTPClient.h"
 #include "iostack/FXVarloChannelLoader.h"
@@ -211,9 +213,28 @@ Stream* QVUSBAddress::CreateFunctionStream(int port)
 unsigned long QVUSBAddress::CreateNotifier(Notifier** out)
 {
     QV_LOG_FUNCTION(g_pOrvaneAPILog, L"Orvane::QVUSBAddress::CreateNotifier");
-    // Notifiers arrive with the device's interrupt channel.
     *out = nullptr;
-    return logScope.m_errorCode = E_NOTIMPL;
+    IDeviceFunction* config = nullptr;
+    if (m_pDevice == nullptr || m_pDevice->GetFunction(FUNCTION_TYPE_CONFIG, &config) != 0 || config == nullptr) {
+        return logScope.m_errorCode = E_FAIL;
+    }
+    const std::wstring name = config->GetFriendlyName();
+    try {
+        Notifier* notifier = nullptr;
+        if (IsPlainChannel(name)) {
+            notifier = new QVUSBNotifier(m_pDevice);
+        } else if (IsBulkHeskChannel(name)) {
+            notifier = new VarloNotifier(m_address.c_str());
+        } else {
+            return logScope.m_errorCode = E_FAIL;
+        }
+        notifier->AddRef();
+        *out = notifier;
+        return logScope.m_errorCode = 0;
+    } catch (const std::bad_alloc&) {
+        QV_LOG_ERROR(L"%s out of memory", logScope.GetDisplayName());
+        return logScope.m_errorCode = E_FAIL;
+    }
 }
 
 unsigned long QVUSBAddress::CreateHTTPRequest(HTTPRequest** out, int port)

@@ -35,13 +35,43 @@ LoopbackPeer::LoopbackPeer(Session session, PortChoice port, int backlog, bool a
             bound = bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
         }
     }
+    if (!bound) {
+        throw std::runtime_error("loopback listener could not be set up");
+    }
+    Listen(address, backlog, acceptConnections);
+}
+
+LoopbackPeer::LoopbackPeer(Session session, unsigned long loopbackAddress, unsigned short port)
+    : m_session(std::move(session))
+{
+    EnsureWinsock();
+    m_listener = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(loopbackAddress);
+    address.sin_port = htons(port);
+    if (bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+        throw std::runtime_error("loopback listener could not be bound: " + std::to_string(WSAGetLastError()));
+    }
+    Listen(address, SOMAXCONN, true);
+}
+
+void LoopbackPeer::Listen(sockaddr_in address, int backlog, bool acceptConnections)
+{
     int length = sizeof(address);
-    if (m_listener == INVALID_SOCKET || !bound || listen(m_listener, backlog) != 0
+    if (m_listener == INVALID_SOCKET || listen(m_listener, backlog) != 0
         || getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         throw std::runtime_error("loopback listener could not be set up");
     }
     m_port = ntohs(address.sin_port);
     m_acceptThread = std::thread(&LoopbackPeer::AcceptLoop, this, acceptConnections);
+}
+
+void LoopbackPeer::Endless(PeerSocket& s)
+{
+    const std::string filler(4096, 'z');
+    while (s.Send(filler)) {
+    }
 }
 
 LoopbackPeer::~LoopbackPeer()

@@ -44,6 +44,9 @@ public:
     // within those on which it makes HTTP requests.
     explicit LoopbackPeer(Session session, PortChoice port = PortChoice::Ephemeral, int backlog = SOMAXCONN,
                           bool acceptConnections = true);
+    // At a fixed port of another loopback address ("127.x.y.z", host
+    // order), for a device whose port the caller cannot choose.
+    LoopbackPeer(Session session, unsigned long loopbackAddress, unsigned short port);
     ~LoopbackPeer();
     LoopbackPeer(const LoopbackPeer&) = delete;
     LoopbackPeer& operator=(const LoopbackPeer&) = delete;
@@ -64,7 +67,12 @@ public:
     // Sends `reply`, then reads until the other side closes.
     static Session Reply(std::string reply);
 
+    // Sends filler bytes until the other side closes: a device that always
+    // has more to say.
+    static void Endless(PeerSocket& s);
+
 private:
+    void Listen(sockaddr_in address, int backlog, bool acceptConnections);
     void AcceptLoop(bool acceptConnections);
     void RunSession(SOCKET s);
 

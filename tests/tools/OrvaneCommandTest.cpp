@@ -53,7 +53,8 @@ TEST(OrvaneCommand, ListsItsCommandsOnHelpAndAsksForOneWithoutArguments)
                                         "  mib      read, walk or set a device's management objects",
                                         "  read     copy what a device sends, until it falls silent",
                                         "  resolve  show what stands behind a print queue, port, share or server name",
-                                        "  send     write a file to a device (raw port, default 9100)", "",
+                                        "  send     write a file to a device (raw port, default 9100)",
+                                        "  wait     print a device's interrupts as they come", "",
                                         "'orvane COMMAND --help' describes a command.",
                                         "Exit codes: 0 done, 1 device or protocol failure, 2 usage error."}),
               help.out);
@@ -95,6 +96,7 @@ TEST(OrvaneCommand, EachCommandDescribesItselfOnHelp)
         {L"discover", "usage: orvane discover [--type \"QNAME ...\" | --id ID | --address IP] [--json]"},
         {L"devices", "usage: orvane devices [--usb] [--network] [--json]"},
         {L"mib", "usage: orvane mib get [--json] TARGET OID"},
+        {L"wait", "usage: orvane wait [--count N] [--timeout S] TARGET"},
     };
     for (const auto& usage : usages) {
         const RunResult result = RunTool(L"orvane.exe", {usage.first, L"--help"});

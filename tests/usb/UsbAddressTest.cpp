@@ -301,14 +301,6 @@ TEST_F(UsbAddress, TheAddressTextIsKeptAndNullGivesAnEmptyOne)
     EXPECT_STREQ(unnamed->GetAddress(), L"");
 }
 
-TEST_F(UsbAddress, NotifiersAreNotMadeYet)
-{
-    HeldAddress address(kSerial);
-    Orvane::Notifier* notifier = reinterpret_cast<Orvane::Notifier*>(1);
-    EXPECT_EQ(address->CreateNotifier(&notifier), static_cast<unsigned long>(E_NOTIMPL));
-    EXPECT_EQ(notifier, nullptr);
-}
-
 TEST_F(UsbAddress, AManagementConnectionIsMadeOnThePortName)
 {
     HeldAddress address(kSerial, L"USB031");

@@ -10,6 +10,7 @@
 #include "devsim/EventLog.h"
 #include "devsim/JobStore.h"
 #include "devsim/StopSignal.h"
+#include "devsim/UsbInterruptScript.h"
 #include "devsim/UsbWebChannel.h"
 #include "devsim/WebSite.h"
 #include "usbprinter/UsbPrinterDriver.h"
@@ -18,27 +19,37 @@
 namespace devsim {
 
 const wchar_t kUsbPrintPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}";
+const wchar_t kUsbConfigPath[] = L"\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}";
 
 namespace {
 
 const char kUsage[] =
     "usage: orvane-devsim --usb [--path DEVICE-PATH] [--config-path DEVICE-PATH] [--jobs FOLDER]\n"
-    "                           [--reply TEXT] [--seconds N]\n"
+    "                           [--reply TEXT] [--seconds N] [--quiet N] [--interrupt CODE]...\n"
+    "                           [--interrupt-delay MS] [--unplug-config]\n"
     "\n"
     "Starts the virtual USB printer's driver and plays the device: its print\n"
     "function answers at DEVICE-PATH, what a host writes there is appended to\n"
     "FOLDER\\usb-print.prn, and a host's reads get TEXT (once), then wait.\n"
     "With --config-path the configuration function answers there too, with the\n"
     "simulator's web site: a host's HTTP requests written to it are answered on\n"
-    "its reads (user admin, password orvane).\n"
+    "its reads (user admin, password orvane). A host's interrupt requests there\n"
+    "get N answers without an interrupt, then one interrupt for each CODE (1 to\n"
+    "255) once a request has waited MS milliseconds; then they wait, or with\n"
+    "--unplug-config the function is unplugged while one waits. Any of these\n"
+    "options plugs the configuration function, at its default path if none.\n"
     "Stops on Ctrl-C or after N seconds. One program plays the device at a time.\n"
     "\n"
-    "  --path DEVICE-PATH  default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
-    "  --jobs FOLDER       default devsim-jobs\n";
+    "  --path DEVICE-PATH         default " "\\\\?\\usb#vid_1234&pid_5678#zq0001#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
+    "  --config-path DEVICE-PATH  default (with the interrupt options) "
+    "\\\\?\\usb#vid_1234&pid_5678#zq0001&mi_01#{28d78fad-5a12-11d1-ae5b-0000f803a8c2}\n"
+    "  --jobs FOLDER              default devsim-jobs\n"
+    "  --interrupt-delay MS       default 500\n";
 
 struct UsbOptions {
     std::wstring path = kUsbPrintPath;
     std::wstring configPath;  // empty: no configuration function
+    UsbInterruptPlan interrupts;
     std::wstring jobs = L"devsim-jobs";
     std::string reply;
     unsigned long seconds = 0;
@@ -48,6 +59,10 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
 {
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::wstring& name = arguments[i];
+        if (name == L"--unplug-config") {
+            options->interrupts.unplugAtEnd = true;
+            continue;
+        }
         if (i + 1 == arguments.size()) {
             *error = "missing value or unknown option: " + tools::Text::Narrow(name);
             return false;
@@ -57,6 +72,17 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
             options->path = value;
         } else if (name == L"--config-path") {
             options->configPath = value;
+        } else if (name == L"--quiet") {
+            options->interrupts.quiet = std::wcstoul(value.c_str(), nullptr, 10);
+        } else if (name == L"--interrupt-delay") {
+            options->interrupts.delayMs = std::wcstoul(value.c_str(), nullptr, 10);
+        } else if (name == L"--interrupt") {
+            const unsigned long code = std::wcstoul(value.c_str(), nullptr, 10);
+            if (code < 1 || code > 255) {
+                *error = "an interrupt code is 1 to 255: " + tools::Text::Narrow(value);
+                return false;
+            }
+            options->interrupts.codes.push_back(static_cast<unsigned char>(code));
         } else if (name == L"--jobs") {
             options->jobs = value;
         } else if (name == L"--reply") {
@@ -67,6 +93,10 @@ bool Parse(const std::vector<std::wstring>& arguments, UsbOptions* options, std:
             *error = "unknown option: " + tools::Text::Narrow(name);
             return false;
         }
+    }
+    const UsbInterruptPlan& plan = options->interrupts;
+    if (options->configPath.empty() && (plan.quiet != 0 || !plan.codes.empty() || plan.unplugAtEnd)) {
+        options->configPath = kUsbConfigPath;
     }
     return true;
 }
@@ -122,6 +152,8 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
                 log.Line("usb configuration function at " + tools::Text::Narrow(options.configPath) + " (web site)");
             }
             printer.Supply(USBPRINTER_FUNCTION_PRINT, options.reply.data(), options.reply.size());
+            UsbInterruptScript interrupts(printer, log, options.interrupts);
+            interrupts.Start();
             log.Line("usb print function at " + tools::Text::Narrow(options.path));
             log.Line("jobs go to " + tools::Text::Narrow(jobPath));
             const char* reason = nullptr;
@@ -133,6 +165,7 @@ int RunUsbMode(const std::vector<std::wstring>& arguments)
                 const bool moved = printer.WaitFor(
                     [&] { return printer.ReceivedCount(USBPRINTER_FUNCTION_PRINT) != seen; }, 200);
                 seen = printer.ReceivedCount(USBPRINTER_FUNCTION_PRINT);
+                interrupts.Step();
                 if (!moved && seen != reported) {
                     reported = seen;
                     log.Line("usb print function received " + std::to_string(reported) + " bytes in all");

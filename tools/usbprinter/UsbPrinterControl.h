@@ -18,6 +18,12 @@
 /* Host requests handed to the control side. */
 #define USBPRINTER_REQUEST_WRITE 1
 #define USBPRINTER_REQUEST_READ 2
+#define USBPRINTER_REQUEST_CONTROL 3
+
+/* The host's control request on the configuration function: it asks the
+   device whether it has an interrupt to report, and waits for the answer.
+   No input; the answer goes to the output buffer (8 bytes, usually). */
+#define USBPRINTER_HOST_CONTROL_CODE 0x80002008
 
 /* Plug: put a function behind a device path ("usb#vid_...#{guid}", the part
    after "\\?\"); a handle opened before is not served again. Unplug: remove
@@ -45,7 +51,7 @@ typedef struct USBPRINTER_UNPLUG {
 typedef struct USBPRINTER_ANSWER {
     unsigned long id;
     long status;          /* 0, or the status the request fails with */
-    unsigned long count;  /* bytes written, or bytes of read data that follow */
+    unsigned long count;  /* bytes written, or bytes of read or control data that follow */
 } USBPRINTER_ANSWER;
 
 typedef struct USBPRINTER_REQUEST {

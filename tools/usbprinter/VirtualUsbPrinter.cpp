@@ -81,6 +81,7 @@ bool VirtualUsbPrinter::Unplug(int function)
     {
         std::lock_guard<std::mutex> guard(m_lock);
         m_functions[function].heldReads.clear();
+        m_functions[function].heldControls.clear();
     }
     SetEvent(m_changed);
     USBPRINTER_UNPLUG unplug{static_cast<unsigned long>(function)};
@@ -112,6 +113,37 @@ void VirtualUsbPrinter::Supply(int function, const void* data, size_t size)
                         nullptr)) {
                 state.toRead.erase(state.toRead.begin(),
                                    state.toRead.begin() + (answer.size() - sizeof(USBPRINTER_ANSWER)));
+            }
+        }
+    }
+    SetEvent(m_changed);
+}
+
+void VirtualUsbPrinter::Reply(const USBPRINTER_REQUEST& request, const std::vector<unsigned char>& reply,
+                              std::vector<unsigned char>* answer)
+{
+    const size_t count = std::min<size_t>(request.size, reply.size());
+    answer->resize(sizeof(USBPRINTER_ANSWER) + count);
+    USBPRINTER_ANSWER head{request.id, 0, static_cast<unsigned long>(count)};
+    std::memcpy(answer->data(), &head, sizeof(head));
+    std::copy(reply.begin(), reply.begin() + count, answer->begin() + sizeof(head));
+}
+
+void VirtualUsbPrinter::AnswerControl(int function, const std::vector<unsigned char>& reply)
+{
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        Function& state = m_functions[function];
+        state.controlReplies.push_back(reply);
+        std::vector<unsigned char> answer;
+        while (!state.heldControls.empty() && !state.controlReplies.empty()) {
+            Reply(state.heldControls.front(), state.controlReplies.front(), &answer);
+            state.heldControls.pop_front();
+            // A held request the host has given up is gone: the reply waits
+            // for the next one.
+            if (Control(IOCTL_USBPRINTER_ANSWER, answer.data(), static_cast<DWORD>(answer.size()), nullptr, 0,
+                        nullptr)) {
+                state.controlReplies.pop_front();
             }
         }
     }
@@ -160,6 +192,16 @@ bool VirtualUsbPrinter::Serve(const USBPRINTER_REQUEST& request, const unsigned 
         answer->resize(sizeof(USBPRINTER_ANSWER));
         USBPRINTER_ANSWER head{request.id, 0, request.carried};
         std::memcpy(answer->data(), &head, sizeof(head));
+        return true;
+    }
+    if (request.kind == USBPRINTER_REQUEST_CONTROL) {
+        state.controlSizes.push_back(request.size);
+        if (state.controlReplies.empty()) {
+            state.heldControls.push_back(request);
+            return false;
+        }
+        Reply(request, state.controlReplies.front(), answer);
+        state.controlReplies.pop_front();
         return true;
     }
     if (state.endlessReads) {
@@ -250,6 +292,18 @@ std::vector<unsigned long> VirtualUsbPrinter::WriteSizes(int function)
     return m_functions[function].writeSizes;
 }
 
+std::vector<unsigned long> VirtualUsbPrinter::ControlSizes(int function)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_functions[function].controlSizes;
+}
+
+size_t VirtualUsbPrinter::HeldControls(int function)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_functions[function].heldControls.size();
+}
+
 size_t VirtualUsbPrinter::HeldReads(int function)
 {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -266,6 +320,9 @@ void VirtualUsbPrinter::ClearRecords(int function)
     state.readSizes.clear();
     state.writeSizes.clear();
     state.heldReads.clear();
+    state.controlReplies.clear();
+    state.heldControls.clear();
+    state.controlSizes.clear();
     state.holdWrites = false;
     state.endlessReads = false;
 }

@@ -14,10 +14,12 @@
 namespace usbprinter {
 
 // The device side of the virtual USB printer: attaches to the driver's
-// control device and answers every read and write a host makes on the
-// functions it plugged. Writes are taken whole (or handed to a sink); reads
-// get the bytes supplied for the function, up to the request's length, and
-// are held pending while there are none. Each request's length is recorded.
+// control device and answers every read, write and control request a host
+// makes on the functions it plugged. Writes are taken whole (or handed to a
+// sink); reads get the bytes supplied for the function, up to the request's
+// length, and are held pending while there are none; control requests get
+// the replies given for them, one each, and are held while there is none.
+// Each request's length is recorded.
 class VirtualUsbPrinter {
 public:
     using Sink = std::function<void(const unsigned char* data, size_t size)>;
@@ -37,6 +39,10 @@ public:
 
     // Bytes the host's reads of `function` get; a held read is answered.
     void Supply(int function, const void* data, size_t size);
+    // The reply to one control request: the oldest held one, or else the
+    // next to come. A first byte other than 0 reports an interrupt; no
+    // bytes, or a first byte of 0, report none.
+    void AnswerControl(int function, const std::vector<unsigned char>& reply);
     // Written bytes go to `sink` instead of being kept.
     void SetSink(int function, Sink sink);
     // Every answer waits this long first.
@@ -52,7 +58,10 @@ public:
     unsigned long long ReceivedCount(int function);
     std::vector<unsigned long> ReadSizes(int function);
     std::vector<unsigned long> WriteSizes(int function);
+    // The output length of every control request the host made.
+    std::vector<unsigned long> ControlSizes(int function);
     size_t HeldReads(int function);
+    size_t HeldControls(int function);
     void ClearRecords(int function);
     // Waits until `done` holds; false after `ms`.
     bool WaitFor(const std::function<bool()>& done, DWORD ms);
@@ -63,6 +72,9 @@ private:
         unsigned long long receivedCount = 0;
         std::deque<unsigned char> toRead;
         std::deque<USBPRINTER_REQUEST> heldReads;
+        std::deque<std::vector<unsigned char>> controlReplies;
+        std::deque<USBPRINTER_REQUEST> heldControls;
+        std::vector<unsigned long> controlSizes;
         bool holdWrites = false;
         bool endlessReads = false;
         std::vector<unsigned long> readSizes;
@@ -75,6 +87,8 @@ private:
     // nothing (held). Under the lock.
     bool Serve(const USBPRINTER_REQUEST& request, const unsigned char* data, std::vector<unsigned char>* answer);
     static void Fill(Function& function, const USBPRINTER_REQUEST& read, std::vector<unsigned char>* answer);
+    static void Reply(const USBPRINTER_REQUEST& request, const std::vector<unsigned char>& reply,
+                      std::vector<unsigned char>* answer);
     bool Control(DWORD code, const void* in, DWORD inSize, void* out, DWORD outSize, DWORD* done);
 
     HANDLE m_control = INVALID_HANDLE_VALUE;

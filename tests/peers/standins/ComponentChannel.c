@@ -199,12 +199,16 @@ BYTE OpenInterrupt(const char* port)
     return !Fails("OpenInterrupt");
 }
 
-/* The interrupt arrives at once: the event is set. */
+/* The interrupt arrives at once: the event is set. Told to fail, the call
+ * leaves its status as the thread's last error: 997 is a library still
+ * waiting, which never sets the event here. */
 BYTE WaitForInterruptEvent(HANDLE event)
 {
     Record("WaitForInterruptEvent", "");
-    if (Fails("WaitForInterruptEvent"))
+    if (Fails("WaitForInterruptEvent")) {
+        SetLastError(g_lastStatus);
         return FALSE;
+    }
     return SetEvent(event) ? TRUE : FALSE;
 }
 

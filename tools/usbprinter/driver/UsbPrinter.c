@@ -1,7 +1,7 @@
 /* A virtual USB printer for tests: one device object per function behind the
    device paths a program gives it, and a control device through which that
-   program plays the device. Every read and write a host makes is queued and
-   handed to the control side, which answers it; nothing is decided here.
+   program plays the device. Every read, write and control request a host
+   makes is queued and handed to the control side, which answers it; nothing is decided here.
    Buffered I/O throughout. A test device, not a product driver. */
 #include <ntddk.h>
 
@@ -120,6 +120,13 @@ static BOOLEAN Any(PIRP irp, ULONG_PTR unused)
     return TRUE;
 }
 
+/* The length a host's read or control request asks for. */
+static ULONG AnswerLength(PIO_STACK_LOCATION stack)
+{
+    return stack->MajorFunction == IRP_MJ_READ ? stack->Parameters.Read.Length
+                                               : stack->Parameters.DeviceIoControl.OutputBufferLength;
+}
+
 /* With the lock held: hands the oldest host request to the waiting exchange.
    Returns the exchange to complete once the lock is given up, or NULL. */
 static PIRP HandOver(void)
@@ -150,8 +157,8 @@ static PIRP HandOver(void)
         carried = min(request->size, capacity);
         RtlCopyMemory(request + 1, host->AssociatedIrp.SystemBuffer, carried);
     } else {
-        request->kind = USBPRINTER_REQUEST_READ;
-        request->size = hostStack->Parameters.Read.Length;
+        request->kind = hostStack->MajorFunction == IRP_MJ_READ ? USBPRINTER_REQUEST_READ : USBPRINTER_REQUEST_CONTROL;
+        request->size = AnswerLength(hostStack);
     }
     request->carried = carried;
     exchange->IoStatus.Status = STATUS_SUCCESS;
@@ -205,7 +212,7 @@ static PIRP Answer(const USBPRINTER_ANSWER* answer, ULONG length)
         if (stack->MajorFunction == IRP_MJ_WRITE) {
             count = min(answer->count, stack->Parameters.Write.Length);
         } else {
-            count = min(min(answer->count, stack->Parameters.Read.Length), length - sizeof(*answer));
+            count = min(min(answer->count, AnswerLength(stack)), length - sizeof(*answer));
             RtlCopyMemory(host->AssociatedIrp.SystemBuffer, answer + 1, count);
         }
         host->IoStatus.Status = answer->status;
@@ -442,13 +449,23 @@ static NTSTATUS ReadWrite(PDEVICE_OBJECT device, PIRP irp)
     return HostTransfer(role->function, irp);
 }
 
+/* A function takes one request of its own: the host's control request on
+   the configuration function, answered by the control side like a read. */
 static NTSTATUS DeviceControl(PDEVICE_OBJECT device, PIRP irp)
 {
     DEVICE_ROLE* role = (DEVICE_ROLE*)device->DeviceExtension;
-    if (!role->control) {
+    PIO_STACK_LOCATION stack = IoGetCurrentIrpStackLocation(irp);
+    if (role->control) {
+        return ControlRequest(irp);
+    }
+    if (role->function != USBPRINTER_FUNCTION_CONFIG ||
+        stack->Parameters.DeviceIoControl.IoControlCode != USBPRINTER_HOST_CONTROL_CODE) {
         return Finish(irp, STATUS_INVALID_DEVICE_REQUEST, 0);
     }
-    return ControlRequest(irp);
+    if (stack->Parameters.DeviceIoControl.OutputBufferLength == 0) {
+        return Finish(irp, STATUS_BUFFER_TOO_SMALL, 0);
+    }
+    return HostTransfer(role->function, irp);
 }
 
 static VOID Unload(PDRIVER_OBJECT driver)
