@@ -19,10 +19,14 @@ namespace reliability {
 // the file of an earlier run (its lines would wait in its queue for good).
 class RunLog : public doubles::ModuleLogFile {
 public:
-    explicit RunLog(const wchar_t* name, const std::wstring& file = L"")
+    static constexpr unsigned long kCategories = 0x30000C90;
+    static constexpr unsigned long kWithDebugLines = 0x30000EF0;
+
+    // `categories`: the default LogCategories, or with debug lines.
+    explicit RunLog(const wchar_t* name, const std::wstring& file = L"", unsigned long categories = kCategories)
         : ModuleLogFile({g_pOrvaneAPILog, g_pUtilsLog, g_pOrvaneLibLog, g_pDeviceManagerLibLog, g_pHTTPClientLibLog,
                          g_pIONetworkLog, g_pIOCommonLog, g_pIOUSBLog, g_pOrvaneResolverLog, g_pDiscoveryLibLog},
-                        name, 0x30000C90, file)
+                        name, categories, file)
     {
     }
 };
@@ -63,6 +67,7 @@ std::vector<FaultRow> UsbRows();
 std::vector<FaultRow> LogRows();
 std::vector<FaultRow> RecordRows();
 std::vector<FaultRow> ResolverRows();
+std::vector<FaultRow> DiscoveryRows();
 
 // The error line a trace scope writes when it ends with an I/O status, which
 // has no system text.
