@@ -4,6 +4,7 @@
 #include <tlhelp32.h>
 #include <winternl.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "fuzz/MemoryCounters.h"
@@ -30,7 +31,7 @@ unsigned long ThreadsOfThisProcess()
 
 // Wine's GetProcessHandleCount gives 0: the handles are counted in the
 // system's table of handles, by owner.
-unsigned long HandlesOfThisProcess()
+unsigned long HandlesOfThisProcess(unsigned short* values, unsigned long room)
 {
     struct Entry {
         ULONG ownerPid;
@@ -64,9 +65,34 @@ unsigned long HandlesOfThisProcess()
     const auto* table = reinterpret_cast<const Table*>(buffer.data());
     unsigned long count = 0;
     for (ULONG i = 0; i < table->count; ++i) {
-        count += table->entries[i].ownerPid == GetCurrentProcessId() ? 1 : 0;
+        if (table->entries[i].ownerPid == GetCurrentProcessId()) {
+            if (count < room) {
+                values[count] = table->entries[i].handle;
+            }
+            ++count;
+        }
     }
     return count;
+}
+
+// The kind of a handle ("Event", "File", ...), as the system names it.
+std::string KindOf(unsigned short value)
+{
+    using Query = NTSTATUS(WINAPI*)(HANDLE, ULONG, PVOID, ULONG, PULONG);
+    static const auto query = reinterpret_cast<Query>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryObject"));
+    alignas(8) BYTE buffer[1024] = {};
+    constexpr ULONG kObjectTypeInformation = 2;
+    if (query(reinterpret_cast<HANDLE>(static_cast<uintptr_t>(value)), kObjectTypeInformation, buffer, sizeof(buffer),
+              nullptr)
+        != 0) {
+        return "?";
+    }
+    const auto* name = reinterpret_cast<const UNICODE_STRING*>(buffer);
+    std::string kind;
+    for (USHORT i = 0; i < name->Length / 2; ++i) {
+        kind += static_cast<char>(name->Buffer[i]);
+    }
+    return kind;
 }
 
 void Compare(const char* what, long long before, long long after, std::string* growth)
@@ -82,7 +108,7 @@ void Compare(const char* what, long long before, long long after, std::string* g
 Resources Resources::Now()
 {
     Resources now;
-    now.handles = HandlesOfThisProcess();
+    now.handles = HandlesOfThisProcess(now.handleValues, kNamed);
     now.threads = ThreadsOfThisProcess();
     now.liveBlocks = fuzz::MemoryCounters::Now().liveAllocations;
     return now;
@@ -92,6 +118,16 @@ std::string Resources::GrowthTo(const Resources& after) const
 {
     std::string growth;
     Compare("handles", handles, after.handles, &growth);
+    if (after.handles > handles) {
+        std::string kinds;
+        const unsigned long known = std::min(handles, kNamed);
+        for (unsigned long i = 0; i < std::min(after.handles, kNamed); ++i) {
+            if (std::find(handleValues, handleValues + known, after.handleValues[i]) == handleValues + known) {
+                kinds += (kinds.empty() ? "" : " ") + KindOf(after.handleValues[i]);
+            }
+        }
+        growth += " (" + kinds + ")";
+    }
     Compare("threads", threads, after.threads, &growth);
     Compare("live blocks", liveBlocks, after.liveBlocks, &growth);
     return growth;

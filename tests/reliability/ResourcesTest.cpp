@@ -29,7 +29,8 @@ TEST(Resources, AHandleLeftOpenIsTold)
     HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     const std::string growth = before.GrowthTo(Resources::Now());
     CloseHandle(event);
-    EXPECT_EQ("handles " + std::to_string(before.handles) + " -> " + std::to_string(before.handles + 1), growth);
+    EXPECT_EQ("handles " + std::to_string(before.handles) + " -> " + std::to_string(before.handles + 1) + " (Event)",
+              growth);
 }
 
 TEST(Resources, AThreadStillRunningIsTold)
