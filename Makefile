@@ -2,7 +2,7 @@
 BUILD ?= build
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test demo bench fuzz clean
+.PHONY: all bootstrap configure build test demo bench fuzz load clean
 
 all: build
 
@@ -40,6 +40,14 @@ fuzz: configure
 	  bash $(CURDIR)/tests/fuzz/fuzz-netns.sh wineprefix-fuzz bin/orvane_fuzz.exe \
 	    --runs $(FUZZ_RUNS) --crashes fuzz-crashes && \
 	  echo "make fuzz: $$(( $$(date +%s) - started )) s"
+	$(MAKE) --no-print-directory load
+
+# The long load: 32 threads on each public operation for LOAD_SECONDS.
+LOAD_SECONDS ?= 60
+load: configure
+	cmake --build $(BUILD) --target reliability_tests
+	cd $(BUILD) && ORVANE_LOAD_SECONDS=$(LOAD_SECONDS) bash $(CURDIR)/tests/reliability/fault-matrix.sh \
+	  wineprefix-reliability bin/reliability_tests.exe --gtest_filter='Load.*'
 
 clean:
 	rm -rf $(BUILD)

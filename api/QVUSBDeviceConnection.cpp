@@ -21,6 +21,22 @@ int LastError()
     return static_cast<int>(GetLastError());
 }
 
+class HandleClosedAtEnd {
+public:
+    explicit HandleClosedAtEnd(HANDLE handle) : m_handle(handle) {}
+    ~HandleClosedAtEnd()
+    {
+        if (m_handle != nullptr) {
+            g_pKernelApi->CloseHandle(m_handle);
+        }
+    }
+    HandleClosedAtEnd(const HandleClosedAtEnd&) = delete;
+    HandleClosedAtEnd& operator=(const HandleClosedAtEnd&) = delete;
+
+private:
+    HANDLE m_handle;
+};
+
 }  // namespace
 
 QVUSBDeviceConnection::QVUSBDeviceConnection()
@@ -31,6 +47,15 @@ QVUSBDeviceConnection::QVUSBDeviceConnection()
 QVUSBDeviceConnection::~QVUSBDeviceConnection()
 {
     Cleanup();
+    CloseWaitEvent();
+}
+
+void QVUSBDeviceConnection::CloseWaitEvent()
+{
+    if (m_hWaitEvent != nullptr) {
+        g_pKernelApi->CloseHandle(m_hWaitEvent);
+        m_hWaitEvent = nullptr;
+    }
 }
 
 // The first claimant makes the wait event and owns the channel; a later one
@@ -38,6 +63,10 @@ QVUSBDeviceConnection::~QVUSBDeviceConnection()
 unsigned long QVUSBDeviceConnection::LockChannelObject(const std::wstring& name)
 {
     QV_LOG_FUNCTION(g_pIOUSBLog, L"Orvane::QVUSBDeviceConnection::LockChannelObject");
+    // This claim replaces the wait event of the object's previous claim. That
+    // handle goes when the claim is over: until then it keeps the event in
+    // being for this claim to find, wait on and open again.
+    const HandleClosedAtEnd replaced(m_hWaitEvent);
     QVIOStack::CChannelSecurity security(logScope, kWaitEventAccess, false);
     if (security.Attributes() == nullptr) {
         return logScope.m_errorCode = IOError_Busy;
@@ -64,8 +93,7 @@ unsigned long QVUSBDeviceConnection::LockChannelObject(const std::wstring& name)
     const unsigned long timeout = GetOpenTimeout();
     QV_LOG_INFO(0, L"Wait for %d ms", static_cast<int>(timeout));
     const DWORD waited = g_pKernelApi->WaitForSingleObject(m_hWaitEvent, timeout);
-    g_pKernelApi->CloseHandle(m_hWaitEvent);
-    m_hWaitEvent = nullptr;
+    CloseWaitEvent();
     if (waited == WAIT_FAILED) {
         QV_LOG_ERROR(L"WaitForSingleObject failed with error %d", LastError());
         return logScope.m_errorCode = IOError_Busy;
@@ -85,7 +113,7 @@ unsigned long QVUSBDeviceConnection::LockChannelObject(const std::wstring& name)
 }
 
 // Gives the channel to one waiter, who goes first; the wait event stays open
-// until the next claim replaces it.
+// until the next claim replaces it or the object goes.
 void QVUSBDeviceConnection::UnlockChannelObject()
 {
     QV_LOG_FUNCTION(g_pIOUSBLog, L"Orvane::QVUSBDeviceConnection::UnlockChannelObject");

@@ -19,6 +19,8 @@ public:
     const char* GetRuntimeTypeName() const override { return QVUtils::UndecoratedTypeName(typeid(*this)); }
 
 private:
+    void CloseWaitEvent();
+
     HANDLE m_hWaitEvent = nullptr;
 };
 

@@ -24,5 +24,10 @@ add_custom_command(
 set(ORVANE_GSOAP_SOURCES ${ORVANE_GSOAP_OUT}/WSDC.cpp ${ORVANE_GSOAP_RUNTIME}/stdsoap2.cpp)
 # Third-party and generated code: no warnings of ours.
 set_source_files_properties(${ORVANE_GSOAP_SOURCES} PROPERTIES COMPILE_OPTIONS "-w")
+# No single allocation of the runtime beyond 16 MiB: an HTTP reply that
+# claims a body of many gigabytes is refused instead of asked of the
+# platform's allocator, which keeps memory back from each such failure.
+set_source_files_properties(${ORVANE_GSOAP_RUNTIME}/stdsoap2.cpp PROPERTIES COMPILE_DEFINITIONS
+                            "SOAP_MAXALLOCSIZE=16777216")
 set(ORVANE_GSOAP_DEFINITIONS WITH_IPV6 WITH_NONAMESPACES)
 set(ORVANE_GSOAP_INCLUDES ${ORVANE_GSOAP_OUT} ${ORVANE_GSOAP_RUNTIME})

@@ -1,7 +1,8 @@
 // What gSOAP made for a received message goes with ReceiveEnd, also the
 // arrays and structures its readers make as C++ objects (the matches of a
 // ProbeMatches, the match of a ResolveMatches): many large replies leave the
-// process's memory where it was.
+// process's memory where it was. An HTTP error that claims an enormous body
+// is refused before any memory is asked for it.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -11,6 +12,7 @@
 
 #include "discovery/CWSDSession.h"
 #include "discovery/DatagramPeer.h"
+#include "discovery/HttpDevicePeer.h"
 #include "discovery/WSDMessages.h"
 
 using QVDiscovery::CWSDSession;
@@ -78,6 +80,29 @@ TEST_F(ReceiveMemory, ManyLargeProbeMatchesLeaveNoMemoryBehind)
         struct wsd__ProbeMatchesZQType matches = {};
         ASSERT_TRUE(session.ReceiveProbeMatches(&matches)) << i;
         ASSERT_GT(matches.__sizeProbeMatch, 200);
+        session.ReceiveEnd();
+    }
+    EXPECT_LT(PrivateBytes() - before, kAllowedGrowth);
+}
+
+// The platform's allocator, asked for some 93 GB, fails and keeps some
+// 22 MB of private memory each time: a reader that asked for a body that
+// size would grow the process with every such reply.
+TEST(ReceiveMemoryHttp, ErrorRepliesClaimingAnEnormousBodyLeaveNoMemoryBehind)
+{
+    constexpr const char* kWebDevice = "127.0.18.46";
+    const std::string reply = "HTTP/1.1 404 Not Found\r\nContent-Length: 99999999999\r\n\r\n";
+    long long before = 0;
+    for (int i = 0; i < 25; ++i) {
+        if (i == 5) {
+            before = PrivateBytes();
+        }
+        HttpDevicePeer web(kWebDevice, [&](const std::string&) { return reply; });
+        ASSERT_TRUE(web.Listening());
+        CWSDSession session;
+        ASSERT_TRUE(session.SendProbe("", kWebDevice, nullptr, 0)) << i;
+        ASSERT_TRUE(WaitAndReset(session.GetReadEvent())) << i;
+        EXPECT_FALSE(session.ReceiveBegin()) << i;
         session.ReceiveEnd();
     }
     EXPECT_LT(PrivateBytes() - before, kAllowedGrowth);

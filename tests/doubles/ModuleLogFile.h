@@ -28,10 +28,12 @@ class ModuleLogFile {
 public:
     ModuleLogFile(QVLogging::CLogModule* module, const wchar_t* name) : ModuleLogFile({module}, name) {}
     // Several modules, all to the one file, each made to read the settings.
-    // `categories` replaces the default LogCategories (debug lines, for one).
+    // `categories` replaces the default LogCategories (debug lines, for one);
+    // `file`, the file in the test's folder.
     ModuleLogFile(std::initializer_list<QVLogging::CLogModule*> modules, const wchar_t* name,
-                  unsigned long categories = 0x30000C90)
-        : m_modules(modules), m_folder(std::wstring(L"orvane-log-") + name), m_file(m_folder / L"module.log")
+                  unsigned long categories = 0x30000C90, const std::wstring& file = L"")
+        : m_modules(modules), m_folder(std::wstring(L"orvane-log-") + name),
+          m_file(file.empty() ? m_folder / L"module.log" : file)
     {
         m_registry.SetString(L"", L"LogFileName", m_file);
         m_registry.SetDword(L"", L"LogCategories", categories);

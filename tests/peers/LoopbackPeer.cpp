@@ -1,5 +1,6 @@
 #include "peers/LoopbackPeer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <stdexcept>
 
@@ -130,6 +131,19 @@ void LoopbackPeer::RunSession(SOCKET s)
 {
     PeerSocket peerSocket(s, m_stopping);
     m_session(peerSocket);
+    if (peerSocket.WasReset()) {
+        std::lock_guard<std::mutex> guard(m_lock);
+        m_connections.erase(std::find(m_connections.begin(), m_connections.end(), s));
+    }
+}
+
+void PeerSocket::Reset()
+{
+    // A zero linger time makes the close send a reset.
+    const linger abortive{1, 0};
+    setsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abortive), sizeof(abortive));
+    closesocket(socket);
+    m_reset = true;
 }
 
 int PeerSocket::Receive(char* buffer, int size)

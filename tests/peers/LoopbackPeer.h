@@ -23,11 +23,16 @@ public:
     int Receive(char* buffer, int size);
     bool Send(const void* data, int size);
     bool Send(const std::string& data) { return Send(data.data(), static_cast<int>(data.size())); }
+    // Ends the connection with a reset rather than a close: the other side's
+    // transfers under way fail. The peer does not close the socket again.
+    void Reset();
+    bool WasReset() const { return m_reset; }
 
     const SOCKET socket;
 
 private:
     const std::atomic<bool>& m_stopping;
+    bool m_reset = false;
 };
 
 // A TCP peer on 127.0.0.1 with an ephemeral port, run on threads of the test

@@ -1,0 +1,88 @@
+// A network device's record on a full disk: the save's status tells the
+// caller that the record is gone, and once there is space a save writes it
+// whole again.
+#include <windows.h>
+
+#include <string>
+
+#include "devicemanager/DeviceManagerTypes.h"
+#include "devicemanager/NetworkRecord.h"
+#include "doubles/ModuleLogFile.h"
+#include "logging/LogModules.h"
+#include "reliability/FaultRow.h"
+#include "reliability/FullDisk.h"
+
+using namespace QVDeviceManager;
+using namespace devicemanager_test;
+
+namespace reliability {
+namespace {
+
+bool StartsWithIgnoringCase(const std::wstring& text, const std::wstring& head)
+{
+    return text.size() >= head.size()
+        && CompareStringOrdinal(text.c_str(), static_cast<int>(head.size()), head.c_str(),
+                                static_cast<int>(head.size()), TRUE)
+        == CSTR_EQUAL;
+}
+
+Outcome RecordOnAFullDisk()
+{
+    Outcome outcome;
+    const std::wstring small = ScriptSetting(L"ORVANE_FULL_FOLDER");
+    outcome.Check(!small.empty(), "ORVANE_FULL_FOLDER is not set: run through tests/reliability/fault-matrix.sh");
+    outcome.Check(StartsWithIgnoringCase(CNetworkDevice::RecordFolder(), small),
+                  "the records are not on the small disk");
+    if (!outcome.problems.empty()) {
+        return outcome;
+    }
+    const std::wstring serial = L"NDFULL" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring path = RecordPath(serial);
+    DeleteFileW(path.c_str());
+    RunLog log(L"fault-record");
+    {
+        Announced announced(serial, L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01", L"127.0.0.1", L"tamrik-01");
+        RecordedDevice saved;
+        outcome.Check(saved.Init(&announced, nullptr) == 0, "the announced device was not taken");
+        outcome.Check(saved.SaveDeviceInfo(), "the first record was not saved");
+    }
+    CNetworkDevice device;
+    outcome.Check(device.Init(serial.c_str(), nullptr) == 0, "the record did not load");
+    {
+        // A record longer than the page it had: the rewrite runs out of space.
+        FullDisk full(small);
+        outcome.Check(full.IsFull(), "the disk was not filled: error " + std::to_string(full.LastError()));
+        outcome.status = device.SetHostName(std::wstring(6000, L'h').c_str());
+    }
+    // Wine's profile write reports success for a file it could only write
+    // in part: the record is cut short, and a short record counts as none.
+    CNetworkDevice cut;
+    outcome.Check(cut.Init(serial.c_str(), nullptr) == DM_E_NOT_FOUND, "the cut record still loads");
+    {
+        Announced announced(serial, L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01", L"127.0.0.1", L"tamrik-02");
+        RecordedDevice again;
+        outcome.Check(again.Init(&announced, nullptr) == 0 && again.SaveDeviceInfo(),
+                      "the record was not saved again once there was space");
+    }
+    CNetworkDevice whole;
+    outcome.Check(whole.Init(serial.c_str(), nullptr) == 0, "the record saved again does not load");
+    outcome.Check(ReadBytes(path).find("HostName=tamrik-02\r\n") != std::string::npos,
+                  "the record does not hold the new name: " + ReadBytes(path));
+    DeleteFileW(path.c_str());
+    outcome.lines = log.Lines();
+    return outcome;
+}
+
+}  // namespace
+
+std::vector<FaultRow> RecordRows()
+{
+    return {
+        {"record", "disk full", RecordOnAFullDisk, DM_E_NOT_FOUND,
+         {L"(->) CNetworkDevice::SetHostName", L"(->) CNetworkDevice::SaveDeviceInfo",
+          L"(<-) CNetworkDevice::SaveDeviceInfo", ScopeErrorLine(L"0x83E8FAFD"), L"(<-) CNetworkDevice::SetHostName",
+          ScopeErrorLine(L"0x83E8FAFD")}},
+    };
+}
+
+}  // namespace reliability
