@@ -2,7 +2,7 @@
 BUILD ?= build
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test demo bench fuzz clean
+.PHONY: all bootstrap configure build test sdk demo bench fuzz clean
 
 all: build
 
@@ -21,6 +21,10 @@ build: configure
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure --timeout 600
+
+# The SDK: the install in build/sdk/orvane64-sdk-VERSION, and that folder zipped.
+sdk: build
+	cmake --build $(BUILD) --target sdk
 
 demo: build
 	scripts/demo $(BUILD)
