@@ -50,6 +50,14 @@ check files-unexpected "" "$(LC_ALL=C comm -13 <(echo "$expected") <(echo "$actu
 check headers-as-in-source yes "$(cmp -s "$sdk/include/orvane64.h" "$source_dir/include/orvane64.h" &&
   cmp -s "$sdk/include/orvane64_bulk.h" "$source_dir/include/orvane64_bulk.h" && echo yes || echo no)"
 check package-names-no-tree "" "$(grep -rlF -e "$source_dir" -e "$build_dir" "$sdk/lib/cmake" || true)"
+# The module definition, from which an MSVC user makes an import library,
+# names every function of the C header, and the DLL exports each by that
+# plain name.
+header_names=$(sed -n 's/^ORVANE_BULK_API .*WINAPI \([A-Za-z]*\)(.*/\1/p' "$sdk/include/orvane64_bulk.h" | LC_ALL=C sort)
+check header-functions 18 "$(echo "$header_names" | wc -l)"
+check def-names "$header_names" "$(sed -n 's/^ *\([A-Za-z]*\)$/\1/p' "$sdk/lib/orvane64.def" | grep -vx EXPORTS | LC_ALL=C sort)"
+check dll-plain-exports "$header_names" "$(x86_64-w64-mingw32-objdump -p "$sdk/bin/orvane64.dll" |
+  sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/^\s*\[ *[0-9]*\] \([A-Za-z]*\)$/\1/p' | LC_ALL=C sort)"
 [ $fail -eq 0 ] || exit 1
 
 # The host, copied out with the toolchain file, so that its build sees
