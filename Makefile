@@ -22,8 +22,9 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure --timeout 600
 
-# The SDK: the install in build/sdk/orvane64-sdk-VERSION, and that folder zipped.
-sdk: build
+# The SDK: the DLL and the tools built and installed in
+# build/sdk/orvane64-sdk-VERSION, and that folder zipped.
+sdk: configure
 	cmake --build $(BUILD) --target sdk
 
 demo: build

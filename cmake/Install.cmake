@@ -31,5 +31,5 @@ install(FILES ${CMAKE_BINARY_DIR}/package/orvane64Config.cmake
 add_custom_target(sdk
   COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DVERSION=${PROJECT_VERSION}
           -DOUTPUT_DIR=${CMAKE_BINARY_DIR}/sdk -P ${CMAKE_SOURCE_DIR}/cmake/Sdk.cmake
-  DEPENDS orvane64 orvane orvane-devsim
   VERBATIM)
+add_dependencies(sdk orvane64 orvane orvane-devsim)

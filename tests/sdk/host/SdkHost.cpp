@@ -68,11 +68,11 @@ void PrintVersion(const std::wstring& file)
 bool SendJob(const wchar_t* ip, int port, const wchar_t* jobFile)
 {
     std::ifstream in(jobFile, std::ios::binary);
-    const std::vector<char> job((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (!in.eof() && in.fail()) {
-        std::printf("job: cannot read %s\n", Narrow(jobFile).c_str());
+    if (!in) {
+        std::printf("job: cannot open %s\n", Narrow(jobFile).c_str());
         return false;
     }
+    const std::vector<char> job((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     Orvane::Address* address = Orvane::CreateAddressFromIPAddress(ip);
     if (address == nullptr) {
         std::printf("job: no address for %s\n", Narrow(ip).c_str());
