@@ -2,7 +2,7 @@
 BUILD ?= build
 CMAKE_FLAGS ?=
 
-.PHONY: all bootstrap configure build test sdk demo bench fuzz clean
+.PHONY: all bootstrap configure build test demo bench fuzz clean
 
 all: build
 
@@ -24,6 +24,7 @@ test: build
 
 # The SDK: the DLL and the tools built and installed in
 # build/sdk/orvane64-sdk-VERSION, and that folder zipped.
+.PHONY: sdk
 sdk: configure
 	cmake --build $(BUILD) --target sdk
 
