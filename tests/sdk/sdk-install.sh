@@ -6,7 +6,9 @@
 # under Wine with the SDK's orvane64.dll against the SDK's
 # orvane-devsim.exe on loopback: a job by IP address, compared byte for
 # byte with what the simulator stored, one bulk function called from C, and
-# the version resources of the DLL and of the tools.
+# the version resources of the DLL and of the tools. Last, a C program is
+# linked through an import library in Visual C++'s format made from the
+# SDK's module definition.
 # Arguments: the source folder, the build folder and the project's version.
 set -euo pipefail
 source_dir=$(realpath "$1")
@@ -93,5 +95,27 @@ check version-orvane "$version.0 $version.0 orvane64 orvane.exe" "$(out 'version
 check version-devsim "$version.0 $version.0 orvane64 orvane-devsim.exe" "$(out 'version orvane-devsim.exe')"
 devsim_wait_for "job 1 stored 65536 bytes" || fail=1
 check job-bytes yes "$(cmp -s "$work/job.prn" "$devsim_work/devsim-jobs/job-0001.prn" && echo yes || echo no)"
+
+# The route of a Visual C++ user: an import library of short import
+# members, as lib /def: makes it, from the SDK's module definition; a C
+# program linked through it calls the DLL by the functions' plain names.
+llvm-dlltool -m i386:x86-64 -d "$sdk/lib/orvane64.def" -D orvane64.dll -l "$work/orvane64-msvc.lib"
+check msvc-lib-short-members 18 "$(python3 - "$work/orvane64-msvc.lib" <<'PY'
+import sys
+data = open(sys.argv[1], 'rb').read()
+at, short = 8, 0
+while at < len(data):
+    size = int(data[at + 48:at + 58])
+    short += data[at + 60:at + 64] == b'\0\0\xff\xff'
+    at += 60 + size + (size & 1)
+print(short)
+PY
+)"
+x86_64-w64-mingw32-gcc-posix -Wall -I"$sdk/include" "$here/BulkByDefinition.c" "$work/orvane64-msvc.lib" \
+  -o "$work/by-definition.exe" >"$work/by-definition.log" 2>&1 ||
+  { echo "FAIL linking through the import library made from the module definition:"; cat "$work/by-definition.log"; exit 1; }
+check by-definition-imports 1 "$(x86_64-w64-mingw32-objdump -p "$work/by-definition.exe" | grep -c 'DLL Name: orvane64.dll')"
+check by-definition "by definition: ReadBulk 0, size 3, GetTimeout 0" \
+  "$(WINEPATH=$(windows "$sdk/bin") "$wine_run" "$work/by-definition.exe" 2>&1 | tr -d '\r')"
 [ $fail -eq 0 ] || { echo "the host printed:"; cat "$work/host.out"; }
 exit $fail
