@@ -49,8 +49,11 @@ share/doc/orvane64/README.md'
 actual=$(cd "$sdk" && find . -type f | sed 's|^\./||; s|orvane64Targets-[a-z]*\.cmake$|orvane64Targets-CONFIG.cmake|' | LC_ALL=C sort)
 check files-missing "" "$(LC_ALL=C comm -23 <(echo "$expected") <(echo "$actual"))"
 check files-unexpected "" "$(LC_ALL=C comm -13 <(echo "$expected") <(echo "$actual"))"
-check headers-as-in-source yes "$(cmp -s "$sdk/include/orvane64.h" "$source_dir/include/orvane64.h" &&
-  cmp -s "$sdk/include/orvane64_bulk.h" "$source_dir/include/orvane64_bulk.h" && echo yes || echo no)"
+same() { cmp -s "$sdk/$1" "$source_dir/$2" && echo yes || echo "no: $1 differs from $2"; }
+check header-cpp yes "$(same include/orvane64.h include/orvane64.h)"
+check header-c yes "$(same include/orvane64_bulk.h include/orvane64_bulk.h)"
+check module-definition yes "$(same lib/orvane64.def api/orvane64.def)"
+check readme yes "$(same share/doc/orvane64/README.md README.md)"
 check package-names-no-tree "" "$(grep -rlF -e "$source_dir" -e "$build_dir" "$sdk/lib/cmake" || true)"
 # The module definition, from which an MSVC user makes an import library,
 # names every function of the C header, and the DLL exports each by that
