@@ -22,6 +22,12 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure --timeout 600
 
+# The SDK: the DLL and the tools built and installed in
+# build/sdk/orvane64-sdk-VERSION, and that folder zipped.
+.PHONY: sdk
+sdk: configure
+	cmake --build $(BUILD) --target sdk
+
 demo: build
 	scripts/demo $(BUILD)
 
