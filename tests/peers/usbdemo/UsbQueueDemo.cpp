@@ -17,11 +17,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
 
 #include "UsbTestSupport.h"
+#include "common/ProgressBar.h"
+#include "common/Terminal.h"
 #include "devicemanager/SpoolerSetup.h"
 #include "doubles/ApiOverride.h"
 #include "doubles/DescribedSetupApi.h"
@@ -157,7 +160,8 @@ private:
     T* m_object;
 };
 
-// Writes the whole job through a stream on the print function.
+// Writes the whole job through a stream on the print function, with the
+// progress bar of orvane send when the output is a terminal.
 bool SendJob(Orvane::Address* address, const std::string& job)
 {
     Held<Orvane::Stream> stream;
@@ -166,17 +170,23 @@ bool SendJob(Orvane::Address* address, const std::string& job)
         Say("CreateStream(9100) failed: 0x%08lX", created);
         return false;
     }
+    tools::ProgressBar progress(std::cout, tools::Terminal::IsTerminal(GetStdHandle(STD_OUTPUT_HANDLE)), job.size());
+    const ULONGLONG start = GetTickCount64();
+    const auto elapsed = [start] { return static_cast<unsigned long>(GetTickCount64() - start); };
     size_t sent = 0;
     while (sent < job.size()) {
         const unsigned long chunk = static_cast<unsigned long>(std::min<size_t>(job.size() - sent, 64 * 1024));
         unsigned long written = 0;
         const unsigned long status = stream->Write(job.data() + sent, chunk, &written);
         if (status != 0 || written == 0) {
+            progress.Finish(sent + written, elapsed());
             Say("Write failed after %zu bytes: 0x%08lX", sent, status);
             return false;
         }
         sent += written;
+        progress.Update(sent, elapsed());
     }
+    progress.Finish(sent, elapsed());
     Say("Write: %zu bytes through CreateStream(9100), the print function", sent);
     return true;
 }

@@ -13,6 +13,7 @@ wine_run="$build/wine-run"
 bin="$build/bin"
 # The simulator is stopped with Ctrl-C, and its folder removed, on exit.
 . "$(dirname "$(realpath "$0")")/../../tools/devsim.sh"
+. "$(dirname "$(realpath "$0")")/../pty.sh"
 work=$devsim_work
 
 paths=$("$wine_run" "$bin/usb-queue-demo.exe" --paths | sed 's/\r$//')
@@ -31,10 +32,20 @@ devsim_log
 
 size=$((1024 * 1024 + RANDOM))
 head -c "$size" /dev/urandom >"$work/usb-job.prn"
+# On a pseudo-terminal, where the host draws the progress bar of its job;
+# host.log holds its lines without the bar's drawings.
 status=0
-"$wine_run" "$bin/usb-queue-demo.exe" "$work/usb-job.prn" >"$work/host.txt" 2>&1 || status=$?
-sed 's/\r$//' "$work/host.txt" | tee "$work/host.log"
+on_pty "$work/host.raw" "$wine_run" "$bin/usb-queue-demo.exe" "$work/usb-job.prn" || status=$?
+pty_lines "$work/host.raw" >"$work/host.lines"
+grep -v '^\[' "$work/host.lines" >"$work/host.log" || true
+if [ ! -t 1 ]; then
+  sed -n '/^\[/q;p' "$work/host.lines"
+fi
 [ "$status" = 0 ] || { echo "usb-queue-demo.exe ended with exit code $status"; devsim_log; exit 1; }
+pty_show_bar "$work/host.lines"
+if [ ! -t 1 ]; then
+  sed -n '/^\[/,$p' "$work/host.lines" | grep -v '^\['
+fi
 
 devsim_wait_for "usb print function received $size bytes in all" || { devsim_log; exit 1; }
 cmp -s "$work/usb-job.prn" "$work/usb-jobs/usb-print.prn" \
