@@ -1,11 +1,14 @@
 // usb-queue-demo.exe: a host that names the virtual USB printer by its
-// print queue, sends it a file and reads its system description over USB,
-// through the public functions of orvane64 only.
+// print queue, sends it a file, reads its system description and its status
+// page over USB, and waits for an interrupt it raises, through the public
+// functions of orvane64 only.
 //   usb-queue-demo --paths   the device paths where the printer must answer
-//   usb-queue-demo FILE      the job and the management object
-// The device side is played by `orvane-devsim --usb` with those paths; the
-// device tree is the one the USB tests register. Exit code 0 when all went
-// well, 1 otherwise.
+//   usb-queue-demo FILE      the job, the management object, the page and
+//                            the interrupt
+// The device side is played by `orvane-devsim --usb --interrupt CODE` with
+// those paths; the device tree is the one the USB tests register, and the
+// printer is its device with a plain configuration channel (on USB033).
+// Exit code 0 when all went well, 1 otherwise.
 #include <windows.h>
 #include <setupapi.h>
 
@@ -14,11 +17,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
 
 #include "UsbTestSupport.h"
+#include "common/ProgressBar.h"
+#include "common/Terminal.h"
 #include "devicemanager/SpoolerSetup.h"
 #include "doubles/ApiOverride.h"
 #include "doubles/DescribedSetupApi.h"
@@ -28,8 +34,12 @@
 
 namespace {
 
-const wchar_t kPrintPort[] = L"USB031";
+const wchar_t kPrintPort[] = L"USB033";
+// The instance ids of that device's nodes and of its interface nodes
+// (MI_xx) begin so.
+const wchar_t kDeviceIdPrefix[] = L"USB\\VID_1234&PID_5679";
 const wchar_t kDescriptionOid[] = L"1.3.6.1.2.1.1.1.0";
+const unsigned long kInterruptWaitMs = 30000;
 
 void Say(const char* format, ...)
 {
@@ -50,14 +60,14 @@ std::string Narrow(const std::wstring& text)
     return std::string(buffer, size > 0 ? size : 0);
 }
 
-// The first node of the tree with an interface of `interfaceClass`.
-const peers::DescribedNode* FirstWith(const peers::DeviceTree& tree, const GUID& interfaceClass)
+// The first node of the device on USB033 that matches `wanted`.
+template <typename Predicate>
+const peers::DescribedNode* NodeOfDevice(const peers::DeviceTree& tree, Predicate wanted)
 {
+    const std::wstring prefix = kDeviceIdPrefix;
     for (const peers::DescribedNode& node : tree.Nodes()) {
-        for (const GUID& registered : node.interfaces) {
-            if (IsEqualGUID(registered, interfaceClass)) {
-                return &node;
-            }
+        if (node.instanceId.compare(0, prefix.size(), prefix) == 0 && wanted(node)) {
+            return &node;
         }
     }
     return nullptr;
@@ -101,16 +111,20 @@ struct DevicePaths {
     std::wstring config;
 };
 
-// The paths of the print and configuration functions of the tree's first
-// device, the one on USB031.
+// The paths of the print and configuration functions of the device on
+// USB033; its configuration node is the one marked "REST", a plain channel.
 DevicePaths PathsOf(const peers::DeviceTree& tree)
 {
-    const peers::DescribedNode* print = FirstWith(tree, peers::kInterfaceUSBPrint);
-    const peers::DescribedNode* config = FirstWith(tree, peers::kInterfaceEwsFxBulk);
+    const peers::DescribedNode* print = NodeOfDevice(tree, [](const peers::DescribedNode& node) {
+        return std::any_of(node.interfaces.begin(), node.interfaces.end(),
+                           [](const GUID& id) { return IsEqualGUID(id, peers::kInterfaceUSBPrint) != 0; });
+    });
+    const peers::DescribedNode* config = NodeOfDevice(
+        tree, [](const peers::DescribedNode& node) { return node.parameters.count(L"REST") != 0; });
     DevicePaths paths;
-    if (print != nullptr && config != nullptr) {
+    if (print != nullptr && config != nullptr && !config->interfaces.empty()) {
         paths.print = InterfacePath(print->instanceId, peers::kInterfaceUSBPrint);
-        paths.config = InterfacePath(config->instanceId, peers::kInterfaceEwsFxBulk);
+        paths.config = InterfacePath(config->instanceId, config->interfaces.front());
     }
     return paths;
 }
@@ -146,7 +160,8 @@ private:
     T* m_object;
 };
 
-// Writes the whole job through a stream on the print function.
+// Writes the whole job through a stream on the print function, with the
+// progress bar of orvane send when the output is a terminal.
 bool SendJob(Orvane::Address* address, const std::string& job)
 {
     Held<Orvane::Stream> stream;
@@ -155,17 +170,23 @@ bool SendJob(Orvane::Address* address, const std::string& job)
         Say("CreateStream(9100) failed: 0x%08lX", created);
         return false;
     }
+    tools::ProgressBar progress(std::cout, tools::Terminal::IsTerminal(GetStdHandle(STD_OUTPUT_HANDLE)), job.size());
+    const ULONGLONG start = GetTickCount64();
+    const auto elapsed = [start] { return static_cast<unsigned long>(GetTickCount64() - start); };
     size_t sent = 0;
     while (sent < job.size()) {
         const unsigned long chunk = static_cast<unsigned long>(std::min<size_t>(job.size() - sent, 64 * 1024));
         unsigned long written = 0;
         const unsigned long status = stream->Write(job.data() + sent, chunk, &written);
         if (status != 0 || written == 0) {
+            progress.Finish(sent + written, elapsed());
             Say("Write failed after %zu bytes: 0x%08lX", sent, status);
             return false;
         }
         sent += written;
+        progress.Update(sent, elapsed());
     }
+    progress.Finish(sent, elapsed());
     Say("Write: %zu bytes through CreateStream(9100), the print function", sent);
     return true;
 }
@@ -191,6 +212,63 @@ bool ReadDescription(Orvane::Address* address)
     }
     VariantClear(&value);
     return text;
+}
+
+// Fetches the status page of the device's web site, which its configuration
+// function serves, through an HTTP request on port 80 of the USB address.
+bool FetchPage(Orvane::Address* address)
+{
+    Held<Orvane::HTTPRequest> request;
+    const unsigned long created = address->CreateHTTPRequest(request.Out(), 80);
+    if (created != 0 || request.Get() == nullptr) {
+        Say("CreateHTTPRequest(80) failed: 0x%08lX", created);
+        return false;
+    }
+    request->SetURI(L"/status");
+    Orvane::HTTPResponse* response = nullptr;
+    const unsigned long status = request->GetResponse(&response);
+    if (status != 0 || response == nullptr) {
+        Say("GetResponse(/status) over USB failed: 0x%08lX", status);
+        return false;
+    }
+    const std::string page(reinterpret_cast<const char*>(response->GetContent()), response->GetContentAvailable());
+    const size_t heading = page.find("<h1>");
+    const size_t end = page.find("</h1>");
+    Say("GET /status over USB through CreateHTTPRequest(80): HTTP %lu, %lu bytes, %s", response->GetStatusCode(),
+        response->GetContentAvailable(),
+        heading != std::string::npos && end != std::string::npos ? page.substr(heading, end + 5 - heading).c_str()
+                                                                : "no heading");
+    return response->GetStatusCode() == 200 && heading != std::string::npos;
+}
+
+// Arms a notifier on the device and waits for the interrupt it raises.
+bool WaitForInterrupt(Orvane::Address* address)
+{
+    Held<Orvane::Notifier> notifier;
+    const unsigned long created = address->CreateNotifier(notifier.Out());
+    if (created != 0 || notifier.Get() == nullptr) {
+        Say("CreateNotifier failed: 0x%08lX", created);
+        return false;
+    }
+    const unsigned long enabled = notifier->EnableNotification(true);
+    if (enabled != 0) {
+        Say("EnableNotification(true) failed: 0x%08lX", enabled);
+        return false;
+    }
+    // orvane wait does the same from the command line, where the device is
+    // found without the in-process answers, so not under Wine.
+    Say("CreateNotifier, EnableNotification(true): the notifier polls the configuration function "
+        "(what orvane wait does, which cannot find a USB device under Wine)");
+    const ULONGLONG start = GetTickCount64();
+    const unsigned long waited = notifier->WaitForNotification(kInterruptWaitMs);
+    const double seconds = (GetTickCount64() - start) / 1000.0;
+    if (waited != 0) {
+        Say("WaitForNotification(%lu) gave 0x%08lX after %.2f s", kInterruptWaitMs, waited, seconds);
+        notifier->EnableNotification(false);
+        return false;
+    }
+    Say("WaitForNotification(%lu): the device raised an interrupt after %.2f s", kInterruptWaitMs, seconds);
+    return true;
 }
 
 // Tells the stand-in of the management run-time, beside this program, where
@@ -239,7 +317,10 @@ int Run(const wchar_t* jobFile, const peers::DeviceTree& tree, const DevicePaths
         return 1;
     }
     Say("CreateAddressFromQueueName(\"%s\"): address %ls", Narrow(queue).c_str(), address->GetAddress());
-    return SendJob(address.Get(), job) && ReadDescription(address.Get()) ? 0 : 1;
+    return SendJob(address.Get(), job) && ReadDescription(address.Get()) && FetchPage(address.Get())
+                   && WaitForInterrupt(address.Get())
+               ? 0
+               : 1;
 }
 
 }  // namespace
