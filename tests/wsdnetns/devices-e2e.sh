@@ -76,7 +76,7 @@ devices_record_file 5 10.77.0.25 >"$expected.record"
 ok=1
 [ "$rc" -eq 0 ] && diff -u "$expected" "$out" \
   && diff -u "$expected.record" <(tr -d '\r' <"$records/SIM-0005.ini") \
-  && sed 's/\r$//' "$prefixes/devsim-5.log" | grep -q '^wsd Resolve from 10\.77\.0\.1:[0-9]*: ResolveMatches sent$' \
+  && sed 's/\r$//' "$prefixes/devsim-5.log" | grep -c '^wsd Resolve from 10\.77\.0\.1:[0-9]*: ResolveMatches sent$' >/dev/null \
   || ok=0
 devices_case moved-device-found-by-identifier-and-record-follows $((1 - ok)) "$out" "$out.err" \
   "$records/SIM-0005.ini" "$prefixes/devsim-5.log"
@@ -117,7 +117,7 @@ rc=0
 devices "$out" --find --json &
 devices_pid=$!
 for _ in $(seq 150); do
-  devices_log_text | grep -q 'Serial number: SIM-0006$' && break
+  devices_log_text | grep -c 'Serial number: SIM-0006$' >/dev/null && break
   sleep 0.1
 done
 devsim_stop 6
@@ -135,5 +135,5 @@ done
 devices_case find-lists-each-device-once $((1 - ok)) "$out" "$out.err"
 ok=1
 [ "$(grep '"serialNumber": "SIM-0006"' "$out")" = "$(devices_record 6 10.77.0.16 0 0)" ] \
-  && sed 's/\r$//' "$prefixes/devsim-6.log" | grep -qx 'wsd Bye sent to 239.255.255.250:3702 on 10.77.0.16' || ok=0
+  && sed 's/\r$//' "$prefixes/devsim-6.log" | grep -cx 'wsd Bye sent to 239.255.255.250:3702 on 10.77.0.16' >/dev/null || ok=0
 devices_case find-bye-leaves-the-device-offline-in-the-list $((1 - ok)) "$out" "$prefixes/devsim-6.log"
