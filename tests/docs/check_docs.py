@@ -1,0 +1,150 @@
+#!/usr/bin/env python3
+"""Keeps docs/ honest.
+
+  check_docs.py includes DOCS
+      Every block marked <!-- include: examples/FILE --> is the file,
+      character for character, and every file of DOCS/examples is shown.
+  check_docs.py update DOCS
+      Writes each file into its marked blocks, after an example changed.
+  check_docs.py outputs DOCS WINE_RUN BIN WORK NAME=VALUE...
+      Every block marked <!-- output: PROGRAM ARGS --> is run in the folder
+      WORK through WINE_RUN with BIN/PROGRAM.exe, the values of the documentation's
+      addresses and ports replaced by the live ones (NAME=VALUE: NAME in the
+      docs stands for VALUE here), and its output compared with the block's
+      lines. A line "..." stands for any number of lines; times, dates and
+      thread numbers are compared by their form only.
+Prints one "ok" or "FAIL" line a block, and "N passed, N failed" at the end.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+
+MARK = re.compile(r"^<!-- (include|output): (.+?) -->$")
+
+
+def marked_blocks(docs, kind):
+    """(markdown file, argument, block lines) of each marked block."""
+    for page in sorted(docs.glob("*.md")):
+        lines = page.read_text(encoding="utf-8").split("\n")
+        for i, line in enumerate(lines):
+            match = MARK.match(line)
+            if not match or match.group(1) != kind:
+                continue
+            if i + 1 >= len(lines) or not lines[i + 1].startswith("```"):
+                yield page, match.group(2), None
+                continue
+            end = next((j for j in range(i + 2, len(lines)) if lines[j] == "```"), None)
+            yield page, match.group(2), None if end is None else lines[i + 2:end]
+
+
+def check_includes(docs):
+    results = []
+    shown = set()
+    for page, name, block in marked_blocks(docs, "include"):
+        source = docs / name
+        shown.add(source.resolve())
+        label = f"{page.name}: {name}"
+        if block is None:
+            results.append((False, f"{label}: no fenced block under the mark"))
+        elif not source.is_file():
+            results.append((False, f"{label}: no such file"))
+        else:
+            text = source.read_text(encoding="utf-8").rstrip("\n").split("\n")
+            same = text == block
+            results.append((same, f"{label}: the block is the file" if same
+                            else f"{label}: the block differs from the file"))
+    for example in sorted((docs / "examples").iterdir()):
+        if example.resolve() not in shown:
+            results.append((False, f"examples/{example.name}: shown in no page"))
+    return results
+
+
+VOLATILE = [
+    (re.compile(r"\d{4}/\d{2}/\d{2} \d{2}:\d{2}:\d{2}"), "DATE"),
+    (re.compile(r"\{tid: 0x[0-9A-F]+\}"), "{tid}"),
+    (re.compile(r"\b\d+\.\d+ s\b"), "N s"),
+]
+
+
+def normal(line):
+    for pattern, replacement in VOLATILE:
+        line = pattern.sub(replacement, line)
+    return line.rstrip()
+
+
+def matches(expected, actual):
+    """Whether the lines match, "..." in expected standing for any lines."""
+    if not expected:
+        return not actual
+    if expected[0] == "...":
+        return any(matches(expected[1:], actual[k:]) for k in range(len(actual) + 1))
+    return bool(actual) and normal(expected[0]) == normal(actual[0]) and matches(expected[1:], actual[1:])
+
+
+def check_outputs(docs, wine_run, bin_dir, work, substitutions):
+    results = []
+    for page, command, block in marked_blocks(docs, "output"):
+        label = f"{page.name}: {command}"
+        if block is None or not block or block[0] != "$ " + command:
+            results.append((False, f"{label}: the block does not start with \"$ {command}\""))
+            continue
+        live = command
+        for name, value in substitutions:
+            live = live.replace(name, value)
+        words = re.findall(r'"[^"]*"|\S+', live)
+        words = [w[1:-1] if w.startswith('"') else w for w in words]
+        program = bin_dir / (words[0] + ".exe")
+        if not program.is_file():
+            results.append((False, f"{label}: no program {program}"))
+            continue
+        run = subprocess.run([wine_run, str(program)] + words[1:], cwd=work, stdin=subprocess.DEVNULL,
+                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
+        text = run.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
+        for name, value in substitutions:
+            text = text.replace(value, name)
+        actual = text.rstrip("\n").split("\n") if text.strip() else []
+        if matches(block[1:], actual):
+            results.append((True, f"{label}: output as shown"))
+        else:
+            results.append((False, f"{label}: output differs; it was:\n" + "\n".join(actual)))
+    return results
+
+
+def update_includes(docs):
+    for page in sorted(docs.glob("*.md")):
+        lines = page.read_text(encoding="utf-8").split("\n")
+        out = []
+        i = 0
+        while i < len(lines):
+            out.append(lines[i])
+            match = MARK.match(lines[i])
+            if match and match.group(1) == "include" and i + 1 < len(lines) and lines[i + 1].startswith("```"):
+                end = next(j for j in range(i + 2, len(lines)) if lines[j] == "```")
+                out.append(lines[i + 1])
+                out.extend((docs / match.group(2)).read_text(encoding="utf-8").rstrip("\n").split("\n"))
+                i = end
+                continue
+            i += 1
+        page.write_text("\n".join(out), encoding="utf-8")
+    return 0
+
+
+def main(argv):
+    docs = pathlib.Path(argv[2])
+    if argv[1] == "update":
+        return update_includes(docs)
+    if argv[1] == "includes":
+        results = check_includes(docs)
+    else:
+        pairs = [a.split("=", 1) for a in argv[6:]]
+        results = check_outputs(docs, argv[3], pathlib.Path(argv[4]), argv[5], pairs)
+    for ok, text in results:
+        print(("ok   " if ok else "FAIL ") + text)
+    failed = sum(1 for ok, _ in results if not ok)
+    print(f"{len(results) - failed} passed, {failed} failed")
+    return 1 if failed or not results else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))

@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# The documentation's examples and tool outputs against the virtual printer:
+# orvane-devsim.exe, discoverable, on a loopback address of this run, with
+# its raw port at 9100 and its web site at 8080 (and at 80, where it also
+# answers the directed discovery Probe; root only, as CI runs), and a print
+# queue on a standard TCP/IP port that points at it. The pages show the
+# printer at 127.77.0.10 and the queue's port as DOCS_IP; each marked
+# block's command runs here with the live names, and its output must be the
+# block's. Every job the printer stored must be the file sent.
+# Arguments: the build folder, the docs folder.
+set -euo pipefail
+build=$(realpath "$1")
+docs=$(realpath "$2")
+wine_run=$build/wine-run
+bin=$build/bin
+here=$(dirname "$(realpath "$0")")
+. "$here/../tools/devsim.sh"
+. "$here/../peers/check.sh"
+work=$devsim_work
+port_name=DOCS_IP_$$
+queue="Orvane Docs Printer"
+
+cleanup() {
+  "$wine_run" "$bin/orvane-queue.exe" remove "$queue" "$port_name" </dev/null >/dev/null 2>&1 || true
+  devsim_cleanup
+}
+trap cleanup EXIT
+
+# A loopback address of this run, so that the fixed ports are free.
+for attempt in $(seq 10); do
+  address=127.77.$((1 + RANDOM % 250)).$((11 + RANDOM % 240))
+  (cd "$work" && exec "$wine_run" "$bin/orvane-devsim.exe" --bind "$address" --job-port 9100 --http-port 8080 \
+     --idle 300 --seconds 300 --wsd --uuid 6f72766e-6465-4673-896d-00000000d0c5 --host-name orvane-docs \
+     --serial-number ORV-DOCS-1 --device-id "MFG:Orvane;MDL:Docs Printer;CMD:PCL,PDF;" \
+     >devsim.log 2>&1) &
+  devsim_pid=$!
+  for _ in $(seq 100); do
+    grep -q '^http port listening' "$work/devsim.log" 2>/dev/null && break 2
+    kill -0 "$devsim_pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  devsim_stop
+done
+grep -q '^http port listening' "$work/devsim.log" || { echo "FAIL orvane-devsim did not start:"; devsim_log; exit 1; }
+
+"$wine_run" "$bin/orvane-queue.exe" add "$queue" "$port_name" "$address" 9100 </dev/null >/dev/null
+head -c 65536 /dev/urandom >"$work/job.prn"
+
+# The documentation's address and port name stand for this run's.
+python3 "$here/check_docs.py" outputs "$docs" "$wine_run" "$bin" "$work" \
+  "127.77.0.10=$address" "DOCS_IP=$port_name" || fail=1
+
+# Each job the examples and the tool sent was stored byte for byte.
+sleep 0.5
+jobs=$(ls "$work/devsim-jobs" | wc -l)
+[ "$jobs" -gt 0 ] || { echo "FAIL the printer stored no job"; fail=1; }
+for job in "$work"/devsim-jobs/*; do
+  [ -e "$job" ] || continue
+  check "$(basename "$job") is job.prn" same "$(cmp -s "$work/job.prn" "$job" && echo same || echo differs)"
+done
+exit $fail
