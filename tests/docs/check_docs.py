@@ -11,8 +11,9 @@
       WORK through WINE_RUN with BIN/PROGRAM.exe, the values of the documentation's
       addresses and ports replaced by the live ones (NAME=VALUE: NAME in the
       docs stands for VALUE here), and its output compared with the block's
-      lines. A line "..." stands for any number of lines; times, dates and
-      thread numbers are compared by their form only.
+      lines. A line "..." stands for any number of lines; times, dates,
+      durations and thread numbers are compared by their form only, and a
+      run of blanks as one blank.
 Prints one "ok" or "FAIL" line a block, and "N passed, N failed" at the end.
 """
 import pathlib
@@ -64,6 +65,9 @@ VOLATILE = [
     (re.compile(r"\d{4}/\d{2}/\d{2} \d{2}:\d{2}:\d{2}"), "DATE"),
     (re.compile(r"\{tid: 0x[0-9A-F]+\}"), "{tid}"),
     (re.compile(r"\b\d+\.\d+ s\b"), "N s"),
+    (re.compile(r"\(Dur: \d+ us\)"), "(Dur: N us)"),
+    # Columns widen with the live address.
+    (re.compile(r"  +"), " "),
 ]
 
 
