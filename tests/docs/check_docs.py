@@ -4,6 +4,9 @@
   check_docs.py includes DOCS
       Every block marked <!-- include: examples/FILE --> is the file,
       character for character, and every file of DOCS/examples is shown.
+  check_docs.py trace DOCS LOG
+      Every block marked <!-- trace: NAME --> whose NAME is the log file's
+      name matches the log's lines as an output block does.
   check_docs.py update DOCS
       Writes each file into its marked blocks, after an example changed.
   check_docs.py outputs DOCS WINE_RUN BIN WORK NAME=VALUE...
@@ -21,7 +24,7 @@ import re
 import subprocess
 import sys
 
-MARK = re.compile(r"^<!-- (include|output): (.+?) -->$")
+MARK = re.compile(r"^<!-- (include|output|trace): (.+?) -->$")
 
 
 def marked_blocks(docs, kind):
@@ -79,11 +82,17 @@ def normal(line):
 
 def matches(expected, actual):
     """Whether the lines match, "..." in expected standing for any lines."""
-    if not expected:
-        return not actual
-    if expected[0] == "...":
-        return any(matches(expected[1:], actual[k:]) for k in range(len(actual) + 1))
-    return bool(actual) and normal(expected[0]) == normal(actual[0]) and matches(expected[1:], actual[1:])
+    want = [None if line == "..." else normal(line) for line in expected]
+    have = [normal(line) for line in actual]
+    # reach[j]: the first i lines of want can match the first j of have.
+    reach = [True] + [False] * len(have)
+    for line in want:
+        if line is None:
+            for j in range(1, len(have) + 1):
+                reach[j] = reach[j] or reach[j - 1]
+        else:
+            reach = [False] + [reach[j] and have[j] == line for j in range(len(have))]
+    return reach[-1]
 
 
 def check_outputs(docs, wine_run, bin_dir, work, substitutions):
@@ -134,12 +143,27 @@ def update_includes(docs):
     return 0
 
 
+def check_traces(docs, log):
+    """Each trace block against the log file, UTF-16 little endian."""
+    lines = log.read_bytes().decode("utf-16-le").replace("\r\n", "\n").rstrip("\n").split("\n")
+    results = []
+    for page, name, block in marked_blocks(docs, "trace"):
+        label = f"{page.name}: trace {name}"
+        if name != log.name:
+            continue
+        ok = block is not None and matches(block, lines)
+        results.append((ok, f"{label}: lines as in the log" if ok else f"{label}: not in the log"))
+    return results
+
+
 def main(argv):
     docs = pathlib.Path(argv[2])
     if argv[1] == "update":
         return update_includes(docs)
     if argv[1] == "includes":
         results = check_includes(docs)
+    elif argv[1] == "trace":
+        results = check_traces(docs, pathlib.Path(argv[3]))
     else:
         pairs = [a.split("=", 1) for a in argv[6:]]
         results = check_outputs(docs, argv[3], pathlib.Path(argv[4]), argv[5], pairs)

@@ -21,6 +21,7 @@ port_name=DOCS_IP_$$
 queue="Orvane Docs Printer"
 
 cleanup() {
+  "$wine_run" "$bin/orvane.exe" log off --process orvane.exe </dev/null >/dev/null 2>&1 || true
   "$wine_run" "$bin/orvane-queue.exe" remove "$queue" "$port_name" </dev/null >/dev/null 2>&1 || true
   devsim_cleanup
 }
@@ -44,6 +45,10 @@ done
 grep -q '^http port listening' "$work/devsim.log" || { echo "FAIL orvane-devsim did not start:"; devsim_log; exit 1; }
 
 "$wine_run" "$bin/orvane-queue.exe" add "$queue" "$port_name" "$address" 9100 </dev/null >/dev/null
+# The log file that the logging page's session writes, new for this run.
+log=$("$wine_run" winepath -u 'C:\orvane-docs.log' </dev/null 2>/dev/null | tr -d '\r')
+[ -n "$log" ] || { echo "FAIL no Unix name for C:\orvane-docs.log"; exit 1; }
+rm -f "$log"
 head -c 65536 /dev/urandom >"$work/job.prn"
 
 # "wsdapi.dll" unloadable, as on a system without the provider: the
@@ -52,6 +57,10 @@ export ORVANE_DLL_OVERRIDES=wsdapi=d
 # The documentation's address and port name stand for this run's.
 python3 "$here/check_docs.py" outputs "$docs" "$wine_run" "$bin" "$work" \
   "127.77.0.10=$address" "DOCS_IP=$port_name" || fail=1
+
+# The traces shown are lines of the log that session wrote.
+[ -f "$log" ] || { echo "FAIL the logging session wrote no log file $log"; fail=1; }
+[ -f "$log" ] && { python3 "$here/check_docs.py" trace "$docs" "$log" || fail=1; }
 
 # Each job the examples and the tool sent was stored byte for byte.
 sleep 0.5
