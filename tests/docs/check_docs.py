@@ -7,6 +7,12 @@
   check_docs.py trace DOCS LOG
       Every block marked <!-- trace: NAME --> whose NAME is the log file's
       name matches the log's lines as an output block does.
+  check_docs.py builds DOCS ROOT BUILD WINE_RUN
+      Every block marked <!-- build: examples/FILE --> is a command line that
+      builds FILE, as a host developer types it: it runs in a fresh folder
+      that holds the file, the DLL, and ROOT's include and BUILD as
+      "include" and "build". The program it makes must start and print its
+      usage line.
   check_docs.py update DOCS
       Writes each file into its marked blocks, after an example changed.
   check_docs.py outputs DOCS WINE_RUN BIN WORK NAME=VALUE...
@@ -21,10 +27,12 @@ Prints one "ok" or "FAIL" line a block, and "N passed, N failed" at the end.
 """
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
-MARK = re.compile(r"^<!-- (include|output|trace): (.+?) -->$")
+MARK = re.compile(r"^<!-- (include|output|trace|build): (.+?) -->$")
 
 
 def marked_blocks(docs, kind):
@@ -156,12 +164,42 @@ def check_traces(docs, log):
     return results
 
 
+def check_builds(docs, root, build, wine_run):
+    results = []
+    for page, name, block in marked_blocks(docs, "build"):
+        label = f"{page.name}: build {name}"
+        if block is None or len(block) != 1:
+            results.append((False, f"{label}: not one command line under the mark"))
+            continue
+        with tempfile.TemporaryDirectory() as folder:
+            here = pathlib.Path(folder)
+            shutil.copy(docs / name, here)
+            shutil.copy(build / "bin" / "orvane64.dll", here)
+            (here / "include").symlink_to(root / "include")
+            (here / "build").symlink_to(build)
+            made = subprocess.run(["bash", "-c", block[0]], cwd=here, stdout=subprocess.PIPE,
+                                  stderr=subprocess.STDOUT, timeout=300)
+            program = re.search(r"-o (\S+)", block[0])
+            if made.returncode != 0 or program is None:
+                results.append((False, f"{label}: the command failed:\n" + made.stdout.decode(errors="replace")))
+                continue
+            ran = subprocess.run([wine_run, str(here / program.group(1))], cwd=here, stdin=subprocess.DEVNULL,
+                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
+            usage = ran.stdout.decode(errors="replace").replace("\r", "")
+            ok = ran.returncode == 2 and usage.startswith("usage: " + pathlib.Path(name).stem + " ")
+            results.append((ok, f"{label}: built, and the program starts beside the DLL" if ok
+                            else f"{label}: the program made did not start (exit {ran.returncode}):\n{usage}"))
+    return results
+
+
 def main(argv):
     docs = pathlib.Path(argv[2])
     if argv[1] == "update":
         return update_includes(docs)
     if argv[1] == "includes":
         results = check_includes(docs)
+    elif argv[1] == "builds":
+        results = check_builds(docs, pathlib.Path(argv[3]), pathlib.Path(argv[4]), argv[5])
     elif argv[1] == "trace":
         results = check_traces(docs, pathlib.Path(argv[3]))
     else:

@@ -58,6 +58,9 @@ export ORVANE_DLL_OVERRIDES=wsdapi=d
 python3 "$here/check_docs.py" outputs "$docs" "$wine_run" "$bin" "$work" \
   "127.77.0.10=$address" "DOCS_IP=$port_name" || fail=1
 
+# The build command lines shown, typed as a host developer would.
+python3 "$here/check_docs.py" builds "$docs" "$(realpath "$here/../..")" "$build" "$wine_run" || fail=1
+
 # The traces shown are lines of the log that session wrote.
 [ -f "$log" ] || { echo "FAIL the logging session wrote no log file $log"; fail=1; }
 [ -f "$log" ] && { python3 "$here/check_docs.py" trace "$docs" "$log" || fail=1; }
