@@ -13,6 +13,9 @@
       that holds the file, the DLL, and ROOT's include and BUILD as
       "include" and "build". The program it makes must start and print its
       usage line.
+  check_docs.py file DOCS NAME OUT
+      Writes the block marked <!-- file: NAME --> to OUT, for a test to use
+      as a reader would (CR LF line ends, as Windows tools write them).
   check_docs.py update DOCS
       Writes each file into its marked blocks, after an example changed.
   check_docs.py outputs DOCS WINE_RUN BIN WORK NAME=VALUE...
@@ -32,7 +35,7 @@ import subprocess
 import sys
 import tempfile
 
-MARK = re.compile(r"^<!-- (include|output|trace|build): (.+?) -->$")
+MARK = re.compile(r"^<!-- (include|output|trace|build|file): (.+?) -->$")
 
 
 def marked_blocks(docs, kind):
@@ -75,6 +78,7 @@ def check_includes(docs):
 VOLATILE = [
     (re.compile(r"\d{4}/\d{2}/\d{2} \d{2}:\d{2}:\d{2}"), "DATE"),
     (re.compile(r"\{tid: 0x[0-9A-F]+\}"), "{tid}"),
+    (re.compile(r"\[\d+\]"), "[pid]"),
     (re.compile(r"\b\d+\.\d+ s\b"), "N s"),
     (re.compile(r"\(Dur: \d+ us\)"), "(Dur: N us)"),
     # Columns widen with the live address.
@@ -192,8 +196,19 @@ def check_builds(docs, root, build, wine_run):
     return results
 
 
+def extract_file(docs, name, out):
+    for _, marked, block in marked_blocks(docs, "file"):
+        if marked == name and block is not None:
+            pathlib.Path(out).write_bytes(("\r\n".join(block) + "\r\n").encode("utf-8"))
+            return 0
+    print(f"FAIL no block marked file: {name}")
+    return 1
+
+
 def main(argv):
     docs = pathlib.Path(argv[2])
+    if argv[1] == "file":
+        return extract_file(docs, argv[3], argv[4])
     if argv[1] == "update":
         return update_includes(docs)
     if argv[1] == "includes":

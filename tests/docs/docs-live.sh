@@ -20,7 +20,9 @@ work=$devsim_work
 port_name=DOCS_IP_$$
 queue="Orvane Docs Printer"
 
+reg_key='HKCU\Software\ZQ\QV\Logging\first-job.exe'
 cleanup() {
+  "$wine_run" reg delete "$reg_key" /f </dev/null >/dev/null 2>&1 || true
   "$wine_run" "$bin/orvane.exe" log off --process orvane.exe </dev/null >/dev/null 2>&1 || true
   "$wine_run" "$bin/orvane-queue.exe" remove "$queue" "$port_name" </dev/null >/dev/null 2>&1 || true
   devsim_cleanup
@@ -64,6 +66,25 @@ python3 "$here/check_docs.py" builds "$docs" "$(realpath "$here/../..")" "$build
 # The traces shown are lines of the log that session wrote.
 [ -f "$log" ] || { echo "FAIL the logging session wrote no log file $log"; fail=1; }
 [ -f "$log" ] && { python3 "$here/check_docs.py" trace "$docs" "$log" || fail=1; }
+
+# The logging page's registry file, imported with `reg import` as a reader
+# would, then a run of the first example: its log below %TEMP% holds the
+# lines shown.
+temp_win=$("$wine_run" cmd /c echo %TEMP% </dev/null 2>/dev/null | tr -d '\r')
+temp_unix=$("$wine_run" winepath -u "$temp_win" </dev/null 2>/dev/null | tr -d '\r')
+[ -d "$temp_unix" ] || { echo "FAIL no %TEMP% folder in the Wine prefix"; exit 1; }
+rm -f "$temp_unix/orvane.log"
+python3 "$here/check_docs.py" file "$docs" logging.reg "$work/logging.reg"
+(cd "$work" && "$wine_run" reg import logging.reg </dev/null >/dev/null 2>&1) || { echo "FAIL reg import logging.reg"; fail=1; }
+check "first job with the log on" "sent 65536 bytes to $address" \
+  "$(cd "$work" && "$wine_run" "$bin/first-job.exe" --ip "$address" job.prn </dev/null 2>&1 | tr -d '\r')"
+"$wine_run" reg delete "$reg_key" /f </dev/null >/dev/null 2>&1
+if [ -f "$temp_unix/orvane.log" ]; then
+  python3 "$here/check_docs.py" trace "$docs" "$temp_unix/orvane.log" || fail=1
+else
+  echo "FAIL the imported settings wrote no $temp_unix/orvane.log"; fail=1
+fi
+rm -f "$temp_unix/orvane.log"
 
 # Each job the examples and the tool sent was stored byte for byte.
 sleep 0.5
