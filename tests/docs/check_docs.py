@@ -5,8 +5,9 @@
       Every block marked <!-- include: examples/FILE --> is the file,
       character for character, and every file of DOCS/examples is shown.
   check_docs.py trace DOCS LOG
-      Every block marked <!-- trace: NAME --> whose NAME is the log file's
-      name matches the log's lines as an output block does.
+      Every block marked <!-- trace: NAME --> (the library's log, UTF-16) or
+      <!-- log: NAME --> (a program's output, UTF-8) whose NAME is the
+      file's name matches the file's lines as an output block does.
   check_docs.py builds DOCS ROOT BUILD WINE_RUN
       Every block marked <!-- build: examples/FILE --> is a command line that
       builds FILE, as a host developer types it: it runs in a fresh folder
@@ -35,7 +36,7 @@ import subprocess
 import sys
 import tempfile
 
-MARK = re.compile(r"^<!-- (include|output|trace|build|file): (.+?) -->$")
+MARK = re.compile(r"^<!-- (include|output|trace|log|build|file): (.+?) -->$")
 
 
 def marked_blocks(docs, kind):
@@ -117,8 +118,8 @@ def check_outputs(docs, wine_run, bin_dir, work, substitutions):
         live = command
         for name, value in substitutions:
             live = live.replace(name, value)
-        words = re.findall(r'"[^"]*"|\S+', live)
-        words = [w[1:-1] if w.startswith('"') else w for w in words]
+        words = re.findall(r"'[^']*'|\"[^\"]*\"|\S+", live)
+        words = [w[1:-1] if w[0] in "'\"" else w for w in words]
         program = bin_dir / (words[0] + ".exe")
         if not program.is_file():
             results.append((False, f"{label}: no program {program}"))
@@ -156,10 +157,14 @@ def update_includes(docs):
 
 
 def check_traces(docs, log):
-    """Each trace block against the log file, UTF-16 little endian."""
-    lines = log.read_bytes().decode("utf-16-le").replace("\r\n", "\n").rstrip("\n").split("\n")
+    """Each trace block against the library's log file (UTF-16 little
+    endian), each log block against a program's output (UTF-8)."""
+    data = log.read_bytes()
+    kind = "trace" if data[1:2] == b"\0" else "log"
+    text = data.decode("utf-16-le" if kind == "trace" else "utf-8", "replace")
+    lines = text.replace("\r\n", "\n").rstrip("\n").split("\n")
     results = []
-    for page, name, block in marked_blocks(docs, "trace"):
+    for page, name, block in marked_blocks(docs, kind):
         label = f"{page.name}: trace {name}"
         if name != log.name:
             continue

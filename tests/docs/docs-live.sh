@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# The documentation's examples and tool outputs against the virtual printer:
+# The documentation's examples and tool outputs against the virtual printers:
 # orvane-devsim.exe, discoverable, on a loopback address of this run, with
 # its raw port at 9100 and its web site at 8080 (and at 80, where it also
 # answers the directed discovery Probe; root only, as CI runs), and a print
 # queue on a standard TCP/IP port that points at it. The pages show the
 # printer at 127.77.0.10 and the queue's port as DOCS_IP; each marked
 # block's command runs here with the live names, and its output must be the
-# block's. Every job the printer stored must be the file sent.
+# block's. The virtual USB printer (orvane-devsim --usb) plays beside it.
+# Every job the printers stored must be the file sent.
 # Arguments: the build folder, the docs folder.
 set -euo pipefail
 build=$(realpath "$1")
@@ -21,7 +22,9 @@ port_name=DOCS_IP_$$
 queue="Orvane Docs Printer"
 
 reg_key='HKCU\Software\ZQ\QV\Logging\first-job.exe'
+usb_pid=
 cleanup() {
+  [ -z "$usb_pid" ] || kill -KILL "$usb_pid" 2>/dev/null || true
   "$wine_run" reg delete "$reg_key" /f </dev/null >/dev/null 2>&1 || true
   "$wine_run" "$bin/orvane.exe" log off --process orvane.exe </dev/null >/dev/null 2>&1 || true
   "$wine_run" "$bin/orvane-queue.exe" remove "$queue" "$port_name" </dev/null >/dev/null 2>&1 || true
@@ -46,6 +49,17 @@ for attempt in $(seq 10); do
 done
 grep -q '^http port listening' "$work/devsim.log" || { echo "FAIL orvane-devsim did not start:"; devsim_log; exit 1; }
 
+# The virtual USB printer, played from a folder of its own.
+mkdir "$work/usb"
+(cd "$work/usb" && exec "$wine_run" "$bin/orvane-devsim.exe" --usb --jobs usb-jobs --seconds 120 \
+   >usb-devsim.log 2>&1) &
+usb_pid=$!
+for _ in $(seq 100); do
+  grep -q '^jobs go to' "$work/usb/usb-devsim.log" 2>/dev/null && break
+  sleep 0.1
+done
+grep -q '^jobs go to' "$work/usb/usb-devsim.log" || { echo "FAIL orvane-devsim --usb did not start:"; cat "$work/usb/usb-devsim.log"; exit 1; }
+
 "$wine_run" "$bin/orvane-queue.exe" add "$queue" "$port_name" "$address" 9100 </dev/null >/dev/null
 # The log file that the logging page's session writes, new for this run.
 log=$("$wine_run" winepath -u 'C:\orvane-docs.log' </dev/null 2>/dev/null | tr -d '\r')
@@ -59,6 +73,13 @@ export ORVANE_DLL_OVERRIDES=wsdapi=d
 # The documentation's address and port name stand for this run's.
 python3 "$here/check_docs.py" outputs "$docs" "$wine_run" "$bin" "$work" \
   "127.77.0.10=$address" "DOCS_IP=$port_name" || fail=1
+
+# The virtual USB printer's lines up to Ctrl-C, and its job.
+kill -INT "$usb_pid"
+wait "$usb_pid" || { echo "FAIL orvane-devsim --usb ended with exit code $?"; fail=1; }
+usb_pid=
+python3 "$here/check_docs.py" trace "$docs" "$work/usb/usb-devsim.log" || fail=1
+check "usb-print.prn is job.prn" same "$(cmp -s "$work/job.prn" "$work/usb/usb-jobs/usb-print.prn" && echo same || echo differs)"
 
 # The build command lines shown, typed as a host developer would.
 python3 "$here/check_docs.py" builds "$docs" "$(realpath "$here/../..")" "$build" "$wine_run" || fail=1
