@@ -4,6 +4,8 @@
   check_docs.py includes DOCS
       Every block marked <!-- include: examples/FILE --> is the file,
       character for character, and every file of DOCS/examples is shown.
+      The text under <!-- readme: HEADING --> (up to the next heading) is
+      the README's under that heading: the figures are kept there.
   check_docs.py trace DOCS LOG
       Every block marked <!-- trace: NAME --> (the library's log, UTF-16) or
       <!-- log: NAME --> (a program's output, UTF-8) whose NAME is the
@@ -18,7 +20,8 @@
       Writes the block marked <!-- file: NAME --> to OUT, for a test to use
       as a reader would (CR LF line ends, as Windows tools write them).
   check_docs.py update DOCS
-      Writes each file into its marked blocks, after an example changed.
+      Writes each file into its marked blocks, after an example changed,
+      and the README's sections into theirs.
   check_docs.py outputs DOCS WINE_RUN BIN WORK NAME=VALUE...
       Every block marked <!-- output: PROGRAM ARGS --> is run in the folder
       WORK through WINE_RUN with BIN/PROGRAM.exe, the values of the documentation's
@@ -36,7 +39,7 @@ import subprocess
 import sys
 import tempfile
 
-MARK = re.compile(r"^<!-- (include|output|trace|log|build|file): (.+?) -->$")
+MARK = re.compile(r"^<!-- (include|output|trace|log|build|file|readme): (.+?) -->$")
 
 
 def marked_blocks(docs, kind):
@@ -54,8 +57,43 @@ def marked_blocks(docs, kind):
             yield page, match.group(2), None if end is None else lines[i + 2:end]
 
 
+def section(lines, start):
+    """The lines from start up to the next heading, blank edges dropped."""
+    end = next((j for j in range(start, len(lines)) if lines[j].startswith("#")), len(lines))
+    part = lines[start:end]
+    while part and not part[0].strip():
+        part = part[1:]
+    while part and not part[-1].strip():
+        part = part[:-1]
+    return part
+
+
+def readme_section(docs, heading):
+    lines = (docs.parent / "README.md").read_text(encoding="utf-8").split("\n")
+    return section(lines, lines.index(heading) + 1) if heading in lines else None
+
+
+def readme_marks(page):
+    """(line index of each readme mark, its heading) of a page."""
+    lines = page.read_text(encoding="utf-8").split("\n")
+    for i, line in enumerate(lines):
+        match = MARK.match(line)
+        if match and match.group(1) == "readme":
+            yield i, match.group(2)
+
+
 def check_includes(docs):
     results = []
+    for page in sorted(docs.glob("*.md")):
+        lines = page.read_text(encoding="utf-8").split("\n")
+        for i, heading in readme_marks(page):
+            wanted = readme_section(docs, heading)
+            label = f"{page.name}: README's {heading}"
+            if wanted is None:
+                results.append((False, f"{label}: no such heading in the README"))
+            else:
+                same = section(lines, i + 1) == wanted
+                results.append((same, f"{label}: as in the README" if same else f"{label}: differs from the README"))
     shown = set()
     for page, name, block in marked_blocks(docs, "include"):
         source = docs / name
@@ -140,6 +178,9 @@ def check_outputs(docs, wine_run, bin_dir, work, substitutions):
 def update_includes(docs):
     for page in sorted(docs.glob("*.md")):
         lines = page.read_text(encoding="utf-8").split("\n")
+        for i, heading in reversed(list(readme_marks(page))):
+            old = section(lines, i + 1)
+            lines[i + 1:i + 1 + len(old)] = readme_section(docs, heading) or old
         out = []
         i = 0
         while i < len(lines):

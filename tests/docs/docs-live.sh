@@ -74,6 +74,14 @@ export ORVANE_DLL_OVERRIDES=wsdapi=d
 python3 "$here/check_docs.py" outputs "$docs" "$wine_run" "$bin" "$work" \
   "127.77.0.10=$address" "DOCS_IP=$port_name" || fail=1
 
+# The virtual printer's lines, under the documentation's address and with
+# its folder, this run's, as Z:\tmp\work.
+mkdir "$work/lines"
+lines=$(sed 's/\r$//' "$work/devsim.log")
+lines=${lines//"Z:${work//\//\\}"/'Z:\tmp\work'}
+printf '%s\n' "${lines//"$address"/127.77.0.10}" >"$work/lines/devsim.log"
+python3 "$here/check_docs.py" trace "$docs" "$work/lines/devsim.log" || fail=1
+
 # The virtual USB printer's lines up to Ctrl-C, and its job.
 kill -INT "$usb_pid"
 wait "$usb_pid" || { echo "FAIL orvane-devsim --usb ended with exit code $?"; fail=1; }
