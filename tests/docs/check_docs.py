@@ -18,7 +18,8 @@
       usage line.
   check_docs.py file DOCS NAME OUT
       Writes the block marked <!-- file: NAME --> to OUT, for a test to use
-      as a reader would (CR LF line ends, as Windows tools write them).
+      as a reader would (a .reg file with CR LF line ends, as Windows tools
+      write them).
   check_docs.py update DOCS
       Writes each file into its marked blocks, after an example changed,
       and the README's sections into theirs.
@@ -245,7 +246,8 @@ def check_builds(docs, root, build, wine_run):
 def extract_file(docs, name, out):
     for _, marked, block in marked_blocks(docs, "file"):
         if marked == name and block is not None:
-            pathlib.Path(out).write_bytes(("\r\n".join(block) + "\r\n").encode("utf-8"))
+            end = "\r\n" if name.endswith(".reg") else "\n"
+            pathlib.Path(out).write_bytes((end.join(block) + end).encode("utf-8"))
             return 0
     print(f"FAIL no block marked file: {name}")
     return 1

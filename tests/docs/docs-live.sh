@@ -32,12 +32,18 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# A loopback address of this run, so that the fixed ports are free.
+# The tool page's command line starts it, on a loopback address of this
+# run, so that the fixed ports are free.
+python3 "$here/check_docs.py" file "$docs" start-devsim.sh "$work/start-devsim.sh" || exit 1
+start_line=$(cat "$work/start-devsim.sh")
+case $start_line in
+  "wine orvane-devsim.exe --bind 127.77.0.10 "*) ;;
+  *) echo "FAIL the tool page starts the printer otherwise: $start_line"; exit 1 ;;
+esac
+eval "start_words=(${start_line#wine orvane-devsim.exe })"
 for attempt in $(seq 10); do
   address=127.77.$((1 + RANDOM % 250)).$((11 + RANDOM % 240))
-  (cd "$work" && exec "$wine_run" "$bin/orvane-devsim.exe" --bind "$address" --job-port 9100 --http-port 8080 \
-     --idle 300 --seconds 300 --wsd --uuid 6f72766e-6465-4673-896d-00000000d0c5 --host-name orvane-docs \
-     --serial-number ORV-DOCS-1 --device-id "MFG:Orvane;MDL:Docs Printer;CMD:PCL,PDF;" \
+  (cd "$work" && exec "$wine_run" "$bin/orvane-devsim.exe" "${start_words[@]//127.77.0.10/$address}" --idle 300 \
      >devsim.log 2>&1) &
   devsim_pid=$!
   for _ in $(seq 100); do
