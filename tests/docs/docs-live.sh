@@ -23,7 +23,9 @@ queue="Orvane Docs Printer"
 
 reg_key='HKCU\Software\ZQ\QV\Logging\first-job.exe'
 usb_pid=
+log=
 cleanup() {
+  [ -z "$log" ] || rm -f "$log"
   [ -z "$usb_pid" ] || kill -KILL "$usb_pid" 2>/dev/null || true
   "$wine_run" reg delete "$reg_key" /f </dev/null >/dev/null 2>&1 || true
   "$wine_run" "$bin/orvane.exe" log off --process orvane.exe </dev/null >/dev/null 2>&1 || true
