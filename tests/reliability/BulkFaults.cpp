@@ -11,21 +11,25 @@
 #include <vector>
 
 #include "api/BulkThreadSlots.h"
+#include "reliability/BulkPort.h"
 #include "orvane64_bulk.h"
 #include "peers/LoopbackPeer.h"
-#include "peers/TestKey.h"
 #include "reliability/FaultRow.h"
-#include "resolver/SpoolerQueues.h"
 
 using Orvane::BulkThreadSlots;
 using peers::LoopbackPeer;
 using peers::PeerSocket;
-using resolver_test::SpoolerQueues;
 
 namespace reliability {
+
+BulkPort& BulkPortOfTheProgram()
+{
+    static BulkPort* port = new BulkPort();
+    return *port;
+}
+
 namespace {
 
-const unsigned long kDeviceAddress = 0x7F000001;  // 127.0.0.1
 
 // A manual-reset event, set again at the end so that no wait on it outlasts
 // the run.
@@ -40,39 +44,6 @@ private:
     HANDLE m_event;
 };
 
-// The port and its queue, made once for the program and kept; the thread
-// slots' index too, which the library's entry point makes outside a test.
-class BulkPort {
-public:
-    BulkPort()
-    {
-        BulkThreadSlots::AllocateIndex();
-        const std::wstring name = L"OrvFaultBulk" + std::to_wstring(GetCurrentProcessId());
-        m_key = std::make_unique<peers::TestKey>(
-            HKEY_LOCAL_MACHINE,
-            L"SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Standard TCP/IP Port\\Ports\\" + name);
-        m_key->SetString(L"HostName", L"127.0.0.1");
-        m_key->SetDword(L"Protocol", 1);
-        m_key->SetDword(L"PortNumber", 9100);
-        m_ready = m_queues.Add(SpoolerQueues::Unique(L"Orvane Fault Bulk " + name), name);
-        m_name = std::string(name.begin(), name.end());
-    }
-    bool Ready() const { return m_ready; }
-    const char* Name() const { return m_name.c_str(); }
-
-private:
-    SpoolerQueues m_queues;
-    std::unique_ptr<peers::TestKey> m_key;
-    std::string m_name;
-    bool m_ready = false;
-};
-
-BulkPort& Port()
-{
-    static BulkPort* port = new BulkPort();
-    return *port;
-}
-
 // The bulk functions on the port, the device running `session` (none: no
 // device); `act` does the fault's part and gives the status: 1 or 0, as
 // the function gave it.
@@ -80,7 +51,7 @@ template <typename Act>
 Outcome OnBulk(LoopbackPeer::Session session, Act act)
 {
     Outcome outcome;
-    outcome.Check(Port().Ready(), "the port's queue could not be added to Wine's spooler");
+    outcome.Check(BulkPortOfTheProgram().Ready(), "the port's queue could not be added to Wine's spooler");
     if (!outcome.problems.empty()) {
         return outcome;
     }
@@ -88,7 +59,7 @@ Outcome OnBulk(LoopbackPeer::Session session, Act act)
     {
         std::unique_ptr<LoopbackPeer> device;
         if (session) {
-            device = std::make_unique<LoopbackPeer>(std::move(session), kDeviceAddress, 80);
+            device = std::make_unique<LoopbackPeer>(std::move(session), BulkPort::kDeviceAddress, 80);
         }
         outcome.status = act(outcome, log);
         CloseBulk();
@@ -111,7 +82,7 @@ Outcome DeviceResetsMidRead()
             }
         },
         [&reading](Outcome& o, RunLog& log) {
-            o.Check(OpenBulk(Port().Name()) == 1, "the channel did not open");
+            o.Check(OpenBulk(BulkPortOfTheProgram().Name()) == 1, "the channel did not open");
             Signal stop;
             std::thread watcher([&] {
                 while (!stop.Wait(5)) {
@@ -136,7 +107,7 @@ Outcome DeviceResetsMidRead()
 Outcome ReadTimesOut()
 {
     return OnBulk(LoopbackPeer::Silent, [](Outcome& o, RunLog&) {
-        o.Check(OpenBulk(Port().Name()) == 1, "the channel did not open");
+        o.Check(OpenBulk(BulkPortOfTheProgram().Name()) == 1, "the channel did not open");
         SetTimeout(200);
         char buffer[64];
         unsigned long size = sizeof buffer;
@@ -151,7 +122,7 @@ Outcome ReadTimesOut()
 Outcome DeviceAbsent()
 {
     return OnBulk(nullptr, [](Outcome& o, RunLog&) {
-        const unsigned char opened = OpenBulk(Port().Name());
+        const unsigned char opened = OpenBulk(BulkPortOfTheProgram().Name());
         char buffer[8];
         unsigned long size = sizeof buffer;
         o.Check(ReadBulk(buffer, &size) == 0 && size == 0, "a read without a device succeeded");
