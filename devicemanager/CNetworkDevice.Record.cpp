@@ -3,6 +3,9 @@
 #include <windows.h>
 
 #include <cwchar>
+#include <initializer_list>
+#include <utility>
+#include <vector>
 
 #include "devicemanager/CDevNode.h"
 #include "devicemanager/CNetworkDevice.h"
@@ -10,7 +13,9 @@
 #include "devicemanager/CRecordLock.h"
 #include "logging/LogTrace.h"
 #include "utils/CFileUtils.h"
+#include "utils/CIniFile.h"
 #include "utils/CPathUtils.h"
+#include "utils/CStagedFile.h"
 #include "winapi/IKernelApi.h"
 
 QV_LOG_SOURCE_FILE()
@@ -123,20 +128,76 @@ bool CNetworkDevice::SaveDeviceInfo()
     const wchar_t* type = m_ulNetworkType == 1 ? L"Ethernet" : m_ulNetworkType == 2 ? L"Wireless" : L"Unknown";
     // Another process saving the same record waits for this one's keys.
     CRecordLock lock(path);
-    QVUtils::IIniFile& ini = *m_pIniFile;
-    if (!ini.SetString(kDeviceInfo, L"SerialNumber", m_serialNumber.c_str())
-        || !ini.SetString(kDeviceInfo, L"ModelName", m_modelName.c_str())
-        || !ini.SetString(kDeviceInfo, L"GUID", m_strGUID.c_str())
-        || !ini.SetString(kDeviceInfo, L"MAC", m_strMAC.c_str())
-        || !ini.SetString(kDeviceInfo, L"HostName", m_strHostName.c_str())
-        || !ini.SetString(kDeviceInfo, L"IPAddress", m_strIPAddress.c_str())
-        || !ini.SetString(kDeviceInfo, L"NetworkType", type) || !ini.SetBool(kDeviceInfo, L"OffSubNet", m_bOffSubNet)
-        || !ini.SetBool(kDeviceInfo, L"MulticastEnabled", m_bMulticastEnabled)
-        || !ini.SetBool(kDeviceInfo, L"DefaultToSearchByIP", m_bDefaultToSearchByIP)) {
+    // The keys go to a copy of the record, which takes its place only once
+    // they read back from the disk: a write that reports success on a full
+    // disk, or a process stopped between two writes, leaves the record as
+    // it was.
+    std::vector<RecordValue> expected = KeptValues();
+    QVUtils::CStagedFile staged(path);
+    if (!staged.Begin()) {
         logScope.m_errorCode = ::GetLastError();
         return false;
     }
+    QVUtils::CIniFile::ForgetCached(staged.Path());
+    m_pIniFile->SetFileName(staged.Path());
+    QVUtils::IIniFile& ini = *m_pIniFile;
+    const bool written = ini.SetString(kDeviceInfo, L"SerialNumber", m_serialNumber.c_str())
+        && ini.SetString(kDeviceInfo, L"ModelName", m_modelName.c_str())
+        && ini.SetString(kDeviceInfo, L"GUID", m_strGUID.c_str()) && ini.SetString(kDeviceInfo, L"MAC", m_strMAC.c_str())
+        && ini.SetString(kDeviceInfo, L"HostName", m_strHostName.c_str())
+        && ini.SetString(kDeviceInfo, L"IPAddress", m_strIPAddress.c_str())
+        && ini.SetString(kDeviceInfo, L"NetworkType", type) && ini.SetBool(kDeviceInfo, L"OffSubNet", m_bOffSubNet)
+        && ini.SetBool(kDeviceInfo, L"MulticastEnabled", m_bMulticastEnabled)
+        && ini.SetBool(kDeviceInfo, L"DefaultToSearchByIP", m_bDefaultToSearchByIP);
+    DWORD error = ::GetLastError();
+    bool whole = false;
+    if (written) {
+        for (const auto& [key, value] : std::initializer_list<std::pair<const wchar_t*, std::wstring>>{
+                 {L"SerialNumber", m_serialNumber}, {L"ModelName", m_modelName}, {L"GUID", m_strGUID},
+                 {L"MAC", m_strMAC}, {L"HostName", m_strHostName}, {L"IPAddress", m_strIPAddress},
+                 {L"NetworkType", type}, {L"OffSubNet", m_bOffSubNet ? L"true" : L"false"},
+                 {L"MulticastEnabled", m_bMulticastEnabled ? L"true" : L"false"},
+                 {L"DefaultToSearchByIP", m_bDefaultToSearchByIP ? L"true" : L"false"}}) {
+            expected.push_back({kDeviceInfo, key, value});
+        }
+        QVUtils::CIniFile::ForgetCached(staged.Path());
+        whole = ReadsBack(expected);
+        error = whole ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
+    }
+    m_pIniFile->SetFileName(path);
+    QVUtils::CIniFile::ForgetCached(staged.Path());
+    if (!whole || !staged.Commit()) {
+        logScope.m_errorCode = whole ? ::GetLastError() : error;
+        return false;
+    }
     SetContainerID();
+    return true;
+}
+
+// The keys of the record that a save of the device's own keys copies as
+// they are.
+std::vector<CNetworkDevice::RecordValue> CNetworkDevice::KeptValues() const
+{
+    std::vector<RecordValue> kept;
+    for (const auto& [section, key] : std::initializer_list<std::pair<const wchar_t*, const wchar_t*>>{
+             {L"PrinterInfo", kInstanceKey}, {L"FaxInfo", kInstanceKey}, {L"ScannerInfo", kInstanceKey},
+             {L"ConfigInfo", L"PortNumber"}}) {
+        std::wstring value;
+        m_pIniFile->GetString(section, key, value);
+        kept.push_back({section, key, value});
+    }
+    return kept;
+}
+
+bool CNetworkDevice::ReadsBack(const std::vector<RecordValue>& values) const
+{
+    for (const RecordValue& value : values) {
+        std::wstring read;
+        m_pIniFile->GetString(value.section, value.key, read);
+        if (read != value.text) {
+            return false;
+        }
+    }
     return true;
 }
 

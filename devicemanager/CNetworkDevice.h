@@ -131,6 +131,15 @@ private:
     // The step of a print or fax queue's driver on uninstall.
     unsigned long UninstallDriver(FUNCTION_TYPE type, bool force, bool& reboot);
 
+    // One key of the record and its text.
+    struct RecordValue {
+        const wchar_t* section;
+        const wchar_t* key;
+        std::wstring text;
+    };
+    std::vector<RecordValue> KeptValues() const;
+    // True when each key of the record's file reads as its text.
+    bool ReadsBack(const std::vector<RecordValue>& values) const;
     bool LoadQueueInfo(const wchar_t* section, FUNCTION_TYPE type, std::wstring& instance, std::wstring& port);
     void SetContainerID();
     void FillFrom(const QVDiscovery::IDiscoveredDevice& discovered);

@@ -144,6 +144,12 @@ bool CIniFile::DeleteKey(const wchar_t* section, const wchar_t* key)
     return true;
 }
 
+void CIniFile::ForgetCached(const std::wstring& name)
+{
+    // Three nulls ask the platform to flush and drop its copy; the call gives false.
+    ::WritePrivateProfileStringW(nullptr, nullptr, nullptr, name.c_str());
+}
+
 std::string CIniFile::NarrowFileName() const
 {
     const int size = g_pKernelApi->WideCharToMultiByte(CP_ACP, 0, m_strFileName.c_str(), -1,

@@ -25,6 +25,10 @@ public:
     bool SetBool(const wchar_t* section, const wchar_t* key, bool value) override;
     bool DeleteKey(const wchar_t* section, const wchar_t* key) override;
 
+    // Drops the platform's cached copy of the file, so that the next call
+    // reads what the disk holds.
+    static void ForgetCached(const std::wstring& name);
+
 private:
     std::string NarrowFileName() const;
 

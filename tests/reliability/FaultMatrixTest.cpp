@@ -99,7 +99,7 @@ std::wstring FirstMissing(const std::vector<std::wstring>& lines, const std::vec
 std::vector<FaultRow> AllRows()
 {
     std::vector<FaultRow> rows;
-    for (auto part : {NetworkRows, SecureRows, UsbRows, LogRows, RecordRows, ResolverRows, DiscoveryRows}) {
+    for (auto part : {NetworkRows, SecureRows, UsbRows, ComponentRows, BulkRows, LogRows, RecordRows, ResolverRows, DiscoveryRows}) {
         for (FaultRow& row : part()) {
             rows.push_back(std::move(row));
         }

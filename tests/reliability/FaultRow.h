@@ -64,6 +64,8 @@ struct FaultRow {
 std::vector<FaultRow> NetworkRows();
 std::vector<FaultRow> SecureRows();
 std::vector<FaultRow> UsbRows();
+std::vector<FaultRow> ComponentRows();
+std::vector<FaultRow> BulkRows();
 std::vector<FaultRow> LogRows();
 std::vector<FaultRow> RecordRows();
 std::vector<FaultRow> ResolverRows();

@@ -27,13 +27,16 @@
 #include "discovery/WSDMessages.h"
 #include "iostack/IOStatus.h"
 #include "orvane64.h"
+#include "orvane64_bulk.h"
 #include "peers/HTTPAnswer.h"
 #include "peers/LoopbackPeer.h"
+#include "reliability/BulkPort.h"
 #include "reliability/Resources.h"
 #include "resolver/ProbeResolver.h"
 #include "resolver/SpoolerQueues.h"
 
 using namespace Orvane;
+using Orvane::BulkThreadSlots;
 using peers::LoopbackPeer;
 
 namespace reliability {
@@ -279,6 +282,48 @@ TEST(Load, DiscoveryByAddress)
         ExpectNoFailure(run);
     };
     MeasuredLoad([&] { searches(LoadMs()); }, [&] { searches(LoadMs()); });
+}
+
+// The bulk functions, each thread with a channel of its own to an echo
+// device on the spooler's port: open, write its text, read the echo, close.
+std::string BulkRoundTrip(const std::string& text)
+{
+    if (OpenBulk(BulkPortOfTheProgram().Name()) != 1) {
+        CloseBulk();
+        return "the channel did not open";
+    }
+    std::string failure;
+    unsigned long size = static_cast<unsigned long>(text.size());
+    if (WriteBulk(text.data(), &size) != 1 || size != text.size()) {
+        failure = "the write failed";
+    }
+    std::string echoed;
+    while (failure.empty() && echoed.size() < text.size()) {
+        char buffer[256];
+        size = sizeof buffer;
+        if (ReadBulk(buffer, &size) != 1) {
+            failure = "the read failed after '" + echoed + "'";
+        }
+        echoed.append(buffer, size);
+    }
+    if (failure.empty() && echoed != text) {
+        failure = "echo '" + echoed + "'";
+    }
+    CloseBulk();
+    return failure.empty() && BulkThreadSlots::Current() != nullptr ? "the thread's channel stayed" : failure;
+}
+
+TEST(Load, BulkFunctionsEachThreadWithAChannelOfItsOwn)
+{
+    ASSERT_TRUE(BulkPortOfTheProgram().Ready()) << "the port's queue could not be added to Wine's spooler";
+    const auto channels = [&](DWORD ms) {
+        LoopbackPeer device(LoopbackPeer::Echo, BulkPort::kDeviceAddress, 80);
+        LoadRun run(
+            [&](int t, int round) { return BulkRoundTrip("bulk " + std::to_string(t) + "." + std::to_string(round)); },
+            ms);
+        ExpectNoFailure(run);
+    };
+    MeasuredLoad([&] { channels(LoadMs()); }, [&] { channels(LoadMs()); });
 }
 
 // The threads take turns on the printer's one channel: each, with a device

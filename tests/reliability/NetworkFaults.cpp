@@ -172,7 +172,7 @@ Outcome ReadTimeoutWithNothingPending()
 }
 
 // A GET through the HTTP client on a secure connection to `target`.
-Outcome SecureGet(const std::wstring& target, unsigned long readTimeout)
+Outcome SecureGet(const std::wstring& target, unsigned long readTimeout, QVUtils::IProgress* progress = nullptr)
 {
     Outcome outcome;
     RunLog log(L"fault-secure");
@@ -188,7 +188,7 @@ Outcome SecureGet(const std::wstring& target, unsigned long readTimeout)
     CHTTPNavigateParams params;
     params.SetHTTPRequestMethod(0);
     params.SetURI(L"/status");
-    outcome.status = client->Navigate(&params, nullptr);
+    outcome.status = client->Navigate(&params, progress);
     outcome.Check(client->GetStatusCode() == 0, "a status code was read");
     client->Dispose();
     outcome.lines = log.Lines();
@@ -225,6 +225,17 @@ std::vector<FaultRow> SecureRows()
          },
          Error_Fail,
          {L"(##) No answer within 1000 ms, closing the request", L"(##) HttpSendRequest failed, last error = 1460"}},
+        {"secure", "progress says stop",
+         [] {
+             LoopbackPeer peer(LoopbackPeer::Silent);
+             // The client's own two steps go on; the connection's first says stop.
+             int calls = 0;
+             ScriptedProgress stop([&calls](double, unsigned long) { return ++calls < 3; });
+             return SecureGet(peer.ServiceAddress(), 1000, &stop);
+         },
+         Error_Aborted,
+         {L"(->) CIOSecureT::Open", L"(<-) CIOSecureT::Open", ScopeErrorLine(L"0x83E8F4FD"),
+          L"(<-) CHTTPClient::Navigate", ScopeErrorLine(L"0x83E8FFFE")}},
         {"secure", "connect refused",
          [] {
              peers::ClosedPort port(59999, 59000);

@@ -1,5 +1,5 @@
-// A network device's record on a full disk: the save's status tells the
-// caller that the record is gone, and once there is space a save writes it
+// A network device's record on a full disk: the save fails and says so,
+// the record stays as it was, and once there is space a save writes it
 // whole again.
 #include <windows.h>
 
@@ -26,7 +26,10 @@ bool StartsWithIgnoringCase(const std::wstring& text, const std::wstring& head)
         == CSTR_EQUAL;
 }
 
-Outcome RecordOnAFullDisk()
+// A record rewritten longer than the page it had, on a disk left with
+// `leaveFree` bytes: the save fails, the record stays byte for byte and
+// loads as before, and once there is space the save writes it whole.
+Outcome RecordOnAFullDisk(DWORD leaveFree)
 {
     Outcome outcome;
     const std::wstring small = ScriptSetting(L"ORVANE_FULL_FOLDER");
@@ -46,18 +49,20 @@ Outcome RecordOnAFullDisk()
         outcome.Check(saved.Init(&announced, nullptr) == 0, "the announced device was not taken");
         outcome.Check(saved.SaveDeviceInfo(), "the first record was not saved");
     }
+    const std::string before = ReadBytes(path);
     CNetworkDevice device;
     outcome.Check(device.Init(serial.c_str(), nullptr) == 0, "the record did not load");
     {
-        // A record longer than the page it had: the rewrite runs out of space.
-        FullDisk full(small);
+        FullDisk full(small, leaveFree);
         outcome.Check(full.IsFull(), "the disk was not filled: error " + std::to_string(full.LastError()));
         outcome.status = device.SetHostName(std::wstring(6000, L'h').c_str());
     }
-    // Wine's profile write reports success for a file it could only write
-    // in part: the record is cut short, and a short record counts as none.
-    CNetworkDevice cut;
-    outcome.Check(cut.Init(serial.c_str(), nullptr) == DM_E_NOT_FOUND, "the cut record still loads");
+    outcome.Check(ReadBytes(path) == before, "the record changed: " + ReadBytes(path));
+    outcome.Check(GetFileAttributesW((path + L".tmp").c_str()) == INVALID_FILE_ATTRIBUTES,
+                  "the record's copy stayed behind");
+    CNetworkDevice kept;
+    outcome.Check(kept.Init(serial.c_str(), nullptr) == 0 && kept.GetHostName() == L"tamrik-01",
+                  "the record no longer loads as it was");
     {
         Announced announced(serial, L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01", L"127.0.0.1", L"tamrik-02");
         RecordedDevice again;
@@ -73,15 +78,33 @@ Outcome RecordOnAFullDisk()
     return outcome;
 }
 
+// No room even for the record's copy.
+Outcome RecordCopyOnAFullDisk()
+{
+    return RecordOnAFullDisk(0);
+}
+
+// The copy takes the one page left; its new keys don't fit, though the
+// platform's write reports success.
+Outcome RecordKeysOnAFullDisk()
+{
+    return RecordOnAFullDisk(4096);
+}
+
 }  // namespace
 
 std::vector<FaultRow> RecordRows()
 {
     return {
-        {"record", "disk full", RecordOnAFullDisk, DM_E_NOT_FOUND,
-         {L"(->) CNetworkDevice::SetHostName", L"(->) CNetworkDevice::SaveDeviceInfo",
-          L"(<-) CNetworkDevice::SaveDeviceInfo", ScopeErrorLine(L"0x83E8FAFD"), L"(<-) CNetworkDevice::SetHostName",
-          ScopeErrorLine(L"0x83E8FAFD")}},
+        {"record", "disk full, no room for the copy", RecordCopyOnAFullDisk, DM_E_FAILED,
+         {L"(->) CNetworkDevice::SetHostName", L"(->) CNetworkDevice::SaveDeviceInfo", L"(->) CStagedFile::Begin",
+          L"(<-) CStagedFile::Begin", L"(**) [Err: 0x00000070] Disk full.", L"(<-) CNetworkDevice::SaveDeviceInfo",
+          L"(**) [Err: 0x00000070] Disk full.", L"(##) SaveDeviceInfo failed", L"(<-) CNetworkDevice::SetHostName",
+          ScopeErrorLine(L"0x83E8FAFF")}},
+        {"record", "disk full, the copy cut short", RecordKeysOnAFullDisk, DM_E_FAILED,
+         {L"(->) CNetworkDevice::SetHostName", L"(->) CNetworkDevice::SaveDeviceInfo", L"(<-) CStagedFile::Begin",
+          L"(<-) CNetworkDevice::SaveDeviceInfo", L"(**) [Err: 0x0000001D] Write fault.", L"(##) SaveDeviceInfo failed",
+          L"(<-) CNetworkDevice::SetHostName", ScopeErrorLine(L"0x83E8FAFF")}},
     };
 }
 

@@ -15,6 +15,7 @@
 #include "iostack/IOStatus.h"
 #include "logging/LogModules.h"
 #include "reliability/FaultRow.h"
+#include "reliability/VirtualPrinter.h"
 #include "tools/ChildProcess.h"
 
 using namespace QVIOStack;
@@ -23,14 +24,14 @@ using Orvane::QVUSBDeviceConnection;
 using usb_test::PluggedDevice;
 
 namespace reliability {
-namespace {
 
-// The virtual printer, plugged in once for the program and kept.
 PluggedDevice& Usb()
 {
     static PluggedDevice* device = new PluggedDevice();
     return *device;
 }
+
+namespace {
 
 usbprinter::VirtualUsbPrinter& Printer()
 {
