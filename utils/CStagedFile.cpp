@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "logging/LogTrace.h"
+#include "winapi/IFileApi.h"
 #include "winapi/IKernelApi.h"
 
 QV_LOG_SOURCE_FILE()
@@ -31,7 +32,7 @@ bool CStagedFile::Begin()
         }
         return true;
     }
-    if (!g_pKernelApi->CopyFileW(m_path.c_str(), m_staged.c_str(), FALSE)) {
+    if (!g_pFileApi->CopyFileW(m_path.c_str(), m_staged.c_str(), FALSE)) {
         logScope.m_errorCode = ::GetLastError();
         return false;
     }
@@ -41,8 +42,8 @@ bool CStagedFile::Begin()
 bool CStagedFile::Commit()
 {
     QV_LOG_FUNCTION(g_pUtilsLog, L"QVUtils::CStagedFile::Commit");
-    if (!g_pKernelApi->MoveFileExW(m_staged.c_str(), m_path.c_str(),
-                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    if (!g_pFileApi->MoveFileExW(m_staged.c_str(), m_path.c_str(),
+                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         logScope.m_errorCode = ::GetLastError();
         return false;
     }

@@ -496,16 +496,6 @@ DWORD CKernelApi::SizeofResource(HMODULE hModule, HRSRC hResInfo)
     return ::SizeofResource(hModule, hResInfo);
 }
 
-BOOL CKernelApi::CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists)
-{
-    return ::CopyFileW(lpExistingFileName, lpNewFileName, bFailIfExists);
-}
-
-BOOL CKernelApi::MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags)
-{
-    return ::MoveFileExW(lpExistingFileName, lpNewFileName, dwFlags);
-}
-
 }  // namespace QVWinApi
 
 namespace {

@@ -131,8 +131,6 @@ public:
     HGLOBAL LoadResource(HMODULE hModule, HRSRC hResInfo) override;
     LPVOID LockResource(HGLOBAL hResData) override;
     DWORD SizeofResource(HMODULE hModule, HRSRC hResInfo) override;
-    BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists) override;
-    BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags) override;
 
 private:
     // The library of the late-bound functions, released with the object.

@@ -132,8 +132,6 @@ public:
     virtual HGLOBAL LoadResource(HMODULE hModule, HRSRC hResInfo) = 0;
     virtual LPVOID LockResource(HGLOBAL hResData) = 0;
     virtual DWORD SizeofResource(HMODULE hModule, HRSRC hResInfo) = 0;
-    virtual BOOL CopyFileW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, BOOL bFailIfExists) = 0;
-    virtual BOOL MoveFileExW(LPCWSTR lpExistingFileName, LPCWSTR lpNewFileName, DWORD dwFlags) = 0;
     virtual ~IKernelApi() = default;
 };
 

@@ -15,6 +15,7 @@
 #include "winapi/IIPHelperApi.h"
 #include "winapi/IWinInetApi.h"
 #include "winapi/IComApi.h"
+#include "winapi/IFileApi.h"
 #include "doubles/VtableSlots.h"
 
 using namespace QVWinApi;
@@ -357,4 +358,12 @@ TEST(WinApiSlotTest, IComApiHasItsOperationsInOrderAndTheDestructorLast)
         SlotOf(&IComApi::SysAllocString),
         SlotOf(&IComApi::SysFreeString),
     }, 12);
+}
+
+TEST(WinApiSlotTest, IFileApiHasItsOperationsInOrderAndTheDestructorLast)
+{
+    ExpectSlots<IFileApi>({
+        SlotOf(&IFileApi::CopyFileW),
+        SlotOf(&IFileApi::MoveFileExW),
+    }, 3);
 }
