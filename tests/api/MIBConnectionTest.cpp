@@ -13,6 +13,7 @@
 #include "api/AddressFactory.h"
 #include "api/NetDornRTLMIBConnection.h"
 #include "api/USBDornRTLMIBConnection.h"
+#include "peers/MibWalk.h"
 #include "tools/DevsimProcess.h"
 #include "winapi/CKernelApi.h"
 
@@ -228,21 +229,7 @@ TEST_F(MIBTest, PageCounterCountsTheJobsReceived)
 
 TEST_F(MIBTest, WalkGivesEveryObjectInOrderAndFailsPastTheLast)
 {
-    std::vector<std::wstring> walked;
-    std::wstring oid = L"1.3.6.1.2.1";
-    for (int guard = 0; guard < 20; ++guard) {
-        wchar_t next[128] = {};
-        VARIANT value;
-        ::VariantInit(&value);
-        const unsigned long status = m_mib->GetNextValue(oid.c_str(), next, 128, &value);
-        ::VariantClear(&value);
-        if (status != 0) {
-            EXPECT_EQ(kFail, status);
-            break;
-        }
-        walked.push_back(next);
-        oid = next;
-    }
+    const std::vector<std::wstring> walked = peers::WalkFrom(m_mib, L"1.3.6.1.2.1");
     EXPECT_EQ((std::vector<std::wstring>{kDescription, kUpTime, kContact, kName, kPrinterStatus, kPageCount}), walked);
     EXPECT_EQ(7, m_standIn.Calls("_DornGetNextMultiObjectValuesEx@40")) << "the network form, once past the end";
     EXPECT_EQ(0, m_standIn.Calls("_DornGetNextObjectValueEx@36"));

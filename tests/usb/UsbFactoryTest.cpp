@@ -16,6 +16,7 @@
 #include "api/AddressFactory.h"
 #include "api/USBDeviceManager.h"
 #include "devicemanager/SpoolerSetup.h"
+#include "peers/MibWalk.h"
 #include "resolver/SpoolerQueues.h"
 
 using Orvane::Address;
@@ -264,21 +265,7 @@ TEST_F(UsbMib, GetReadsTheDescriptionAcrossTheConfigurationFunction)
 
 TEST_F(UsbMib, WalkUsesTheSingleFormToTheEndOfTheTree)
 {
-    std::vector<std::wstring> walked;
-    std::wstring oid = L"1.3.6.1.2.1.1";
-    for (int guard = 0; guard < 20; ++guard) {
-        wchar_t next[128] = {};
-        VARIANT value;
-        ::VariantInit(&value);
-        const unsigned long status = m_mib->GetNextValue(oid.c_str(), next, 128, &value);
-        ::VariantClear(&value);
-        if (status != 0) {
-            EXPECT_EQ(status, kFail);
-            break;
-        }
-        walked.push_back(next);
-        oid = next;
-    }
+    const std::vector<std::wstring> walked = peers::WalkFrom(m_mib, L"1.3.6.1.2.1.1");
     EXPECT_EQ(walked, (std::vector<std::wstring>{L"1.3.6.1.2.1.1.1.0", L"1.3.6.1.2.1.1.3.0", L"1.3.6.1.2.1.1.4.0",
                                                  L"1.3.6.1.2.1.1.5.0", L"1.3.6.1.2.1.25.3.5.1.1.1",
                                                  L"1.3.6.1.2.1.43.10.2.1.4.1.1"}));
