@@ -1,12 +1,11 @@
 // What becomes of a record file when a save is cut short, when two
 // processes save one device at once, when the user edited the file by hand,
-// and when the file can't be written. The saving processes are this test
-// program run again with one case of its own (RecordChild below).
+// and when the file can't be written. The saving processes are
+// record-saver.exe (devicemanager/saver).
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <filesystem>
 #include <string>
@@ -17,6 +16,7 @@
 #include "devicemanager/DeviceManagerTypes.h"
 #include "doubles/ModuleLogFile.h"
 #include "logging/LogModules.h"
+#include "tools/ChildProcess.h"
 #include "utils/CIniFile.h"
 
 using namespace QVDeviceManager;
@@ -25,38 +25,6 @@ using namespace devicemanager_test;
 namespace {
 
 const wchar_t kGuid[] = L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01";
-
-std::wstring Environment(const wchar_t* name)
-{
-    wchar_t value[256] = {};
-    return ::GetEnvironmentVariableW(name, value, 256) > 0 ? value : L"";
-}
-
-// The record's file object, stopping its process for good after a given
-// number of written keys, once it told the test so by a named event. A
-// double at the record's file seam: the platform has no way to stop a
-// process between two of its profile writes; every write still reaches the
-// real profile functions.
-class StoppingIniFile : public QVUtils::CIniFile {
-public:
-    StoppingIniFile(unsigned long stopAfter, const std::wstring& event) : m_stopAfter(stopAfter), m_event(event) {}
-    bool SetString(const wchar_t* section, const wchar_t* key, const wchar_t* value) override
-    {
-        const bool written = CIniFile::SetString(section, key, value);
-        if (++m_writes == m_stopAfter) {
-            HANDLE event = ::OpenEventW(EVENT_MODIFY_STATE, FALSE, m_event.c_str());
-            ::SetEvent(event);
-            ::Sleep(INFINITE);
-        }
-        return written;
-    }
-    using CIniFile::SetString;
-
-private:
-    unsigned long m_stopAfter;
-    unsigned long m_writes = 0;
-    std::wstring m_event;
-};
 
 // The record's file object, cutting the file to half its bytes after the
 // write of one key and reporting success all the same.
@@ -80,32 +48,23 @@ private:
     std::wstring m_key;
 };
 
-// One saving process: this program with the child case, told what to save
-// by its environment.
+// One saving process: record-saver.exe, beside this program, told what to
+// save by its arguments.
 class SavingProcess {
 public:
     SavingProcess(const std::wstring& serial, const std::wstring& ip, const std::wstring& host, unsigned long rounds,
                   unsigned long stopAfter, const std::wstring& event = L"")
     {
-        ::SetEnvironmentVariableW(L"ORV_RECORD_SERIAL", serial.c_str());
-        ::SetEnvironmentVariableW(L"ORV_RECORD_IP", ip.c_str());
-        ::SetEnvironmentVariableW(L"ORV_RECORD_HOST", host.c_str());
-        ::SetEnvironmentVariableW(L"ORV_RECORD_ROUNDS", std::to_wstring(rounds).c_str());
-        ::SetEnvironmentVariableW(L"ORV_RECORD_STOP", std::to_wstring(stopAfter).c_str());
-        ::SetEnvironmentVariableW(L"ORV_RECORD_EVENT", event.c_str());
-        wchar_t module[MAX_PATH] = {};
-        ::GetModuleFileNameW(nullptr, module, MAX_PATH);
-        std::wstring command = L"\"" + std::wstring(module)
-            + L"\" --gtest_filter=RecordChild.DISABLED_SavesTheRecordOfItsEnvironment --gtest_also_run_disabled_tests";
+        std::wstring command = L"\"" + toolstest::ChildProcess::BinaryFolder() + L"record-saver.exe\" " + serial + L" "
+            + ip + L" " + host + L" " + std::to_wstring(rounds) + L" " + std::to_wstring(stopAfter);
+        if (!event.empty()) {
+            command += L" " + event;
+        }
         STARTUPINFOW startup = {};
         startup.cb = sizeof startup;
         m_started = ::CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                                      &m_process)
             != FALSE;
-        for (const wchar_t* name : {L"ORV_RECORD_SERIAL", L"ORV_RECORD_IP", L"ORV_RECORD_HOST", L"ORV_RECORD_ROUNDS",
-                                    L"ORV_RECORD_STOP", L"ORV_RECORD_EVENT"}) {
-            ::SetEnvironmentVariableW(name, nullptr);
-        }
     }
     ~SavingProcess()
     {
@@ -187,24 +146,6 @@ std::vector<std::string> ChildLines(const std::string& serial, const std::string
 }
 
 }  // namespace
-
-// Run by SavingProcess only.
-TEST(RecordChild, DISABLED_SavesTheRecordOfItsEnvironment)
-{
-    const std::wstring serial = Environment(L"ORV_RECORD_SERIAL");
-    ASSERT_NE(L"", serial);
-    StoppingIniFile ini(std::wcstoul(Environment(L"ORV_RECORD_STOP").c_str(), nullptr, 10),
-                        Environment(L"ORV_RECORD_EVENT"));
-    RecordedDevice device(&ini);
-    Announced announced(serial, kGuid, Environment(L"ORV_RECORD_IP"), Environment(L"ORV_RECORD_HOST"));
-    announced.SetAdapter(QVDiscovery::kAdapterWireless);
-    ASSERT_EQ(0u, device.Init(&announced, nullptr));
-    device.SetDefaultToSearchByIP(false);
-    const unsigned long rounds = std::wcstoul(Environment(L"ORV_RECORD_ROUNDS").c_str(), nullptr, 10);
-    for (unsigned long round = 0; round < rounds; ++round) {
-        ASSERT_TRUE(device.SaveDeviceInfo());
-    }
-}
 
 // The keys go to a copy of the record: a save stopped between two of its
 // writes leaves the record as it was, and the next save writes over the

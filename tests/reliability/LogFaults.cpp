@@ -3,12 +3,10 @@
 // Logging never fails its caller: the job reaches the device whatever the
 // log meets, and the lines come back (queued) or are lost (a refused write)
 // as the log module's rules say.
-#include <gtest/gtest.h>
 
 #include <windows.h>
 
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -27,9 +25,6 @@ using peers::LoopbackPeer;
 
 namespace reliability {
 namespace {
-
-const wchar_t kHeldFile[] = L"ORVANE_FAULT_HELD_FILE";
-const wchar_t kReleaseEvent[] = L"ORVANE_FAULT_RELEASE_EVENT";
 
 // The lines of a log file without their process field.
 std::vector<std::wstring> LinesOf(const std::wstring& file)
@@ -84,13 +79,7 @@ Outcome LockedByAnotherProcess()
     Outcome outcome = JobWhileTheLogFails(
         file,
         [&](Outcome& o) {
-            SetEnvironmentVariableW(kHeldFile, file.c_str());
-            SetEnvironmentVariableW(kReleaseEvent, releaseName.c_str());
-            o.Check(holder.Start(L"reliability_tests.exe", {L"--gtest_filter=LogFileHolder.*",
-                                                             L"--gtest_also_run_disabled_tests"}),
-                    "the holder did not start");
-            SetEnvironmentVariableW(kHeldFile, nullptr);
-            SetEnvironmentVariableW(kReleaseEvent, nullptr);
+            o.Check(holder.Start(L"file-holder.exe", {file, releaseName}), "the holder did not start");
             o.Check(holder.WaitForLine("held") == "held", "the holder did not take the file: " + holder.Output());
         },
         [&](Outcome& o) {
@@ -168,24 +157,6 @@ std::vector<std::wstring> Queued(std::vector<std::wstring> before)
 }
 
 }  // namespace
-
-// Run by LockedByAnotherProcess only: holds the file named in the
-// environment without sharing until the named event is set.
-TEST(LogFileHolder, DISABLED_HoldsTheFileOfItsEnvironment)
-{
-    const std::wstring file = ScriptSetting(kHeldFile);
-    HANDLE release = OpenEventW(SYNCHRONIZE, FALSE, ScriptSetting(kReleaseEvent).c_str());
-    ASSERT_NE(release, nullptr);
-    HANDLE held = CreateFileW(file.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr);
-    ASSERT_NE(held, INVALID_HANDLE_VALUE) << GetLastError();
-    std::printf("held\n");
-    std::fflush(stdout);
-    EXPECT_EQ(WaitForSingleObject(release, 30000), WAIT_OBJECT_0);
-    CloseHandle(held);
-    CloseHandle(release);
-    std::printf("released\n");
-    std::fflush(stdout);
-}
 
 std::vector<FaultRow> LogRows()
 {
