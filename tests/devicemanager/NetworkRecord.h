@@ -15,6 +15,10 @@
 
 namespace devicemanager_test {
 
+// The endpoint address of the device whose record the safety tests and
+// record-saver.exe write (the GUID of DeviceInfoLines).
+inline constexpr wchar_t kRecordGuid[] = L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01";
+
 // A device as it announced itself.
 class Announced : public QVDiscovery::CDiscoveredDevice {
 public:

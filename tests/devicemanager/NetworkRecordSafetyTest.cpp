@@ -24,8 +24,6 @@ using namespace devicemanager_test;
 
 namespace {
 
-const wchar_t kGuid[] = L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01";
-
 // The record's file object, cutting the file to half its bytes after the
 // write of one key and reporting success all the same.
 class CuttingIniFile : public QVUtils::CIniFile {
@@ -327,14 +325,14 @@ int ConfiguredModelCase()
     {
         const std::wstring serial = L"NDMODEL" + std::to_wstring(::GetCurrentProcessId());
         RecordedDevice saved;
-        Announced announced(serial, kGuid, L"127.0.0.1", L"tamrik-01");
+        Announced announced(serial, kRecordGuid, L"127.0.0.1", L"tamrik-01");
         failures += saved.Init(&announced, nullptr) == DM_E_WRONG_USB_ID ? 0 : 1;
         failures += saved.GetHostName() == L"tamrik-01" && saved.HasFunction(FUNCTION_TYPE_PRINT) ? 0 : 2;
         saved.SaveDeviceInfo();
         CNetworkDevice other;
         failures += other.Init(serial.c_str(), nullptr) == DM_E_WRONG_USB_ID ? 0 : 4;
         failures += other.GetModelName() == L"ZQ Tamrik 500" ? 0 : 8;
-        Announced configured(serial + L"B", kGuid, L"127.0.0.1", L"tamrik-01");
+        Announced configured(serial + L"B", kRecordGuid, L"127.0.0.1", L"tamrik-01");
         configured.SetModel(L"Tamrik 900");
         CNetworkDevice same;
         failures += same.Init(&configured, nullptr) == 0 ? 0 : 16;

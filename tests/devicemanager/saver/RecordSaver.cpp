@@ -18,8 +18,6 @@ using namespace devicemanager_test;
 
 namespace {
 
-const wchar_t kGuid[] = L"urn:uuid:0f8e6a52-3c1d-4b7a-9e21-5d6c7b8a9f01";
-
 // The record's file object, stopping its process for good after a given
 // number of written keys, once it told the test so by a named event. A
 // double at the record's file seam: the platform has no way to stop a
@@ -56,7 +54,7 @@ int wmain(int argc, wchar_t** argv)
     }
     StoppingIniFile ini(std::wcstoul(argv[5], nullptr, 10), argc == 7 ? argv[6] : L"");
     RecordedDevice device(&ini);
-    Announced announced(argv[1], kGuid, argv[2], argv[3]);
+    Announced announced(argv[1], kRecordGuid, argv[2], argv[3]);
     announced.SetAdapter(QVDiscovery::kAdapterWireless);
     const unsigned long status = device.Init(&announced, nullptr);
     if (status != 0) {
