@@ -3,7 +3,6 @@
 // Logging never fails its caller: the job reaches the device whatever the
 // log meets, and the lines come back (queued) or are lost (a refused write)
 // as the log module's rules say.
-
 #include <windows.h>
 
 #include <chrono>
