@@ -8,7 +8,7 @@ devices() {
   local out=$1 rc=0
   shift
   ip netns exec "$a" env WINEPREFIX="$prefixes/a" WINEDLLOVERRIDES="$WINEDLLOVERRIDES;wsdapi=d" \
-    timeout 90 wine "$orvane" devices "$@" >"$out.raw" 2>"$out.err" || rc=$?
+    timeout 90 wine "${orvane_cmd[@]}" devices "$@" >"$out.raw" 2>"$out.err" || rc=$?
   tr -d '\r' <"$out.raw" >"$out"
   return $rc
 }
