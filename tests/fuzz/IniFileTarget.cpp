@@ -7,11 +7,12 @@
 
 #include <cstring>
 #include <cwchar>
+#include <memory>
 #include <string>
 
-#include "doubles/TempFolder.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/FuzzTarget.h"
+#include "fuzz/TurnFiles.h"
 #include "utils/CIniFile.h"
 
 namespace {
@@ -20,42 +21,11 @@ using fuzz::Check;
 using fuzz::FuzzInput;
 using QVUtils::CIniFile;
 
-std::unique_ptr<doubles::TempFolder> g_folder;
-unsigned long long g_serial = 0;
-
-// The files take turns: a name comes back only after more inputs than the
-// platform keeps files cached, and later than the file system's clock
-// ticks, so that no cached copy of an earlier file can answer.
-constexpr unsigned kFileNames = 16;
-
-std::wstring WriteFile(const std::string& bytes)
-{
-    const std::wstring name = *g_folder / (L"fuzz-" + std::to_wstring(++g_serial % kFileNames) + L".ini");
-    HANDLE file = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    DWORD written = 0;
-    const bool ok = file != INVALID_HANDLE_VALUE
-        && ::WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
-    CloseHandle(file);
-    Check(ok, "the ini file could not be written");
-    return name;
-}
+std::unique_ptr<fuzz::TurnFiles> g_files;
 
 std::wstring Wide(const std::string& text)
 {
     return std::wstring(text.begin(), text.end());
-}
-
-bool EqualsTrue(const std::wstring& text)
-{
-    if (text.size() != 4) {
-        return false;
-    }
-    for (size_t i = 0; i < 4; ++i) {
-        if (towlower(text[i]) != L"true"[i]) {
-            return false;
-        }
-    }
-    return true;
 }
 
 // The readings of one key must agree with each other; the text read is
@@ -70,7 +40,7 @@ std::wstring CheckReadings(const CIniFile& ini, const std::wstring& section, con
     const bool isNumber = ini.GetInt(section.c_str(), key.c_str(), number);
     Check(number == _wtoi(text.c_str()) && isNumber == (number != 0 || text == L"0"), "GetInt disagrees with GetString");
     bool flag = false;
-    Check(ini.GetBool(section.c_str(), key.c_str(), flag) == found && flag == EqualsTrue(text),
+    Check(ini.GetBool(section.c_str(), key.c_str(), flag) == found && flag == fuzz::ReadsAsTrue(text),
           "GetBool disagrees with GetString");
     return text;
 }
@@ -78,7 +48,7 @@ std::wstring CheckReadings(const CIniFile& ini, const std::wstring& section, con
 uint32_t RunRaw(FuzzInput& in)
 {
     const std::string bytes = in.Rest();
-    CIniFile ini(WriteFile(bytes));
+    CIniFile ini(g_files->Write(bytes));
     // The names the file itself uses, and the ones the library asks for.
     std::wstring section = L"DeviceInfo";
     std::wstring key = L"USBID";
@@ -128,7 +98,7 @@ uint32_t RunRoundTrip(FuzzInput& in)
     const std::string value = "v" + Plain(in, valueLength, "\"'");
     const std::string before = "[Other]\r\nName=1\r\n";
     const std::string file = before + "[" + section + "]\r\n" + key + "=" + value + "\r\nLast=end\r\n";
-    CIniFile ini(WriteFile(file));
+    CIniFile ini(g_files->Write(file));
     Check(CheckReadings(ini, Wide(section), Wide(key)) == Wide(value),
           "a value did not come back as written (" + std::to_string(value.size()) + " characters)");
     return 2 + (value.size() >= 511 ? 1 : 0);
@@ -147,8 +117,8 @@ const fuzz::TargetRegistration kRegistration{{
     8192,
     30000,
     0,
-    [] { g_folder = std::make_unique<doubles::TempFolder>(L"orvane-fuzz-ini"); },
-    [] { g_folder.reset(); },
+    [] { g_files = std::make_unique<fuzz::TurnFiles>(L"orvane-fuzz-ini", L"fuzz-"); },
+    [] { g_files.reset(); },
     RunIni,
 }};
 

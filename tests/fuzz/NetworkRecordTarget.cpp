@@ -6,16 +6,15 @@
 // rules over the platform's own readings of the same file.
 #include <windows.h>
 
-#include <cwctype>
 #include <memory>
 #include <string>
 
 #include "devicemanager/CNetworkDevice.h"
 #include "devicemanager/DeviceManagerTypes.h"
 #include "devicemanager/IDeviceFunction.h"
-#include "doubles/TempFolder.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/FuzzTarget.h"
+#include "fuzz/TurnFiles.h"
 
 namespace {
 
@@ -23,27 +22,10 @@ using fuzz::Check;
 using fuzz::FuzzInput;
 using namespace QVDeviceManager;
 
-std::unique_ptr<doubles::TempFolder> g_folder;
-unsigned long long g_serial = 0;
-
-// The files take turns, so that no copy the platform keeps of an earlier
-// file can answer (as in the ini target).
-constexpr unsigned kFileNames = 16;
+std::unique_ptr<fuzz::TurnFiles> g_files;
 
 const wchar_t* const kRequired[] = {L"SerialNumber", L"ModelName", L"GUID", L"MAC", L"HostName",
                                     L"IPAddress", L"OffSubNet", L"MulticastEnabled", L"DefaultToSearchByIP"};
-
-std::wstring WriteRecord(const std::string& bytes)
-{
-    const std::wstring name = *g_folder / (L"record-" + std::to_wstring(++g_serial % kFileNames) + L".ini");
-    HANDLE file = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    DWORD written = 0;
-    const bool ok = file != INVALID_HANDLE_VALUE
-        && ::WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) && written == bytes.size();
-    CloseHandle(file);
-    Check(ok, "the record could not be written");
-    return name;
-}
 
 // The platform's reading of a key; empty when it is missing.
 std::wstring Reading(const std::wstring& file, const wchar_t* section, const wchar_t* key)
@@ -53,19 +35,6 @@ std::wstring Reading(const std::wstring& file, const wchar_t* section, const wch
                                                   file.c_str());
     value.resize(length);
     return value;
-}
-
-bool IsTrue(const std::wstring& text)
-{
-    if (text.size() != 4) {
-        return false;
-    }
-    for (size_t i = 0; i < 4; ++i) {
-        if (towlower(text[i]) != L"true"[i]) {
-            return false;
-        }
-    }
-    return true;
 }
 
 unsigned long NetworkTypeOf(const std::wstring& text)
@@ -104,9 +73,9 @@ uint32_t Load(const std::wstring& file)
     Check(device.GetHostName() == Reading(file, L"DeviceInfo", L"HostName"), "the host name differs");
     const std::wstring ip = Reading(file, L"DeviceInfo", L"IPAddress");
     Check(device.GetIPAddress() == ip, "the IP address differs");
-    Check(device.GetMulticastEnabled() == IsTrue(Reading(file, L"DeviceInfo", L"MulticastEnabled")),
+    Check(device.GetMulticastEnabled() == fuzz::ReadsAsTrue(Reading(file, L"DeviceInfo", L"MulticastEnabled")),
           "multicast differs");
-    Check(device.GetDefaultToSearchByIP() == IsTrue(Reading(file, L"DeviceInfo", L"DefaultToSearchByIP")),
+    Check(device.GetDefaultToSearchByIP() == fuzz::ReadsAsTrue(Reading(file, L"DeviceInfo", L"DefaultToSearchByIP")),
           "search by IP differs");
     const unsigned long type = NetworkTypeOf(Reading(file, L"DeviceInfo", L"NetworkType"));
     Check(device.GetNetworkType() == type, "the network type differs");
@@ -156,13 +125,13 @@ uint32_t RunStructured(FuzzInput& in)
     if (in.Byte() % 2 == 0) {
         record += "[ConfigInfo]\r\nPortNumber=" + Pick(in, {"8080", "80", "", "0"}) + "\r\n";
     }
-    return Load(WriteRecord(record + in.Rest())) | 0x100;
+    return Load(g_files->Write(record + in.Rest())) | 0x100;
 }
 
 uint32_t RunRecord(const unsigned char* data, size_t size)
 {
     FuzzInput in(data, size);
-    return in.Byte() & 1 ? RunStructured(in) : Load(WriteRecord(in.Rest()));
+    return in.Byte() & 1 ? RunStructured(in) : Load(g_files->Write(in.Rest()));
 }
 
 const fuzz::TargetRegistration kRegistration{{
@@ -174,8 +143,8 @@ const fuzz::TargetRegistration kRegistration{{
     8192,
     30000,
     0,
-    [] { g_folder = std::make_unique<doubles::TempFolder>(L"orvane-fuzz-record"); },
-    [] { g_folder.reset(); },
+    [] { g_files = std::make_unique<fuzz::TurnFiles>(L"orvane-fuzz-record", L"record-"); },
+    [] { g_files.reset(); },
     RunRecord,
 }};
 

@@ -15,6 +15,7 @@
 #include "orvane64_bulk.h"
 #include "peers/LoopbackPeer.h"
 #include "reliability/FaultRow.h"
+#include "reliability/Signal.h"
 
 using Orvane::BulkThreadSlots;
 using peers::LoopbackPeer;
@@ -29,20 +30,6 @@ BulkPort& BulkPortOfTheProgram()
 }
 
 namespace {
-
-
-// A manual-reset event, set again at the end so that no wait on it outlasts
-// the run.
-class Signal {
-public:
-    Signal() : m_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-    ~Signal() { CloseHandle(m_event); }
-    void Set() { SetEvent(m_event); }
-    bool Wait(DWORD ms = 10000) { return WaitForSingleObject(m_event, ms) == WAIT_OBJECT_0; }
-
-private:
-    HANDLE m_event;
-};
 
 // The bulk functions on the port, the device running `session` (none: no
 // device); `act` does the fault's part and gives the status: 1 or 0, as

@@ -17,6 +17,7 @@
 #include "logging/LogModules.h"
 #include "peers/ClosedPort.h"
 #include "reliability/FaultRow.h"
+#include "reliability/Signal.h"
 
 using namespace QVIOStack;
 using doubles::ScriptedProgress;
@@ -25,19 +26,6 @@ using peers::PeerSocket;
 
 namespace reliability {
 namespace {
-
-// A manual-reset event the test sets, set again at the end so that no peer
-// session waits for it longer than the run.
-class Signal {
-public:
-    Signal() : m_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-    ~Signal() { CloseHandle(m_event); }
-    void Set() { SetEvent(m_event); }
-    bool Wait(DWORD ms = 10000) { return WaitForSingleObject(m_event, ms) == WAIT_OBJECT_0; }
-
-private:
-    HANDLE m_event;
-};
 
 // A device that resets its connection once the test says so.
 LoopbackPeer::Session ResetWhen(Signal& signal)
