@@ -55,8 +55,10 @@ TEST(OrvaneMib, SetPrintsTheObjectAsReadBack)
     EXPECT_EQ(0, result.exitCode);
     EXPECT_EQ(std::vector<std::string>{R"(1.3.6.1.2.1.1.4.0 = STRING: "Print room \"B\"")"}, result.out);
     const RunResult again = Mib(devsim, L"get", {L"1.3.6.1.2.1.1.4.0", L"--json"});
+    EXPECT_EQ(0, again.exitCode);
     EXPECT_EQ(std::vector<std::string>{R"({"oid": "1.3.6.1.2.1.1.4.0", "type": "STRING", "value": "Print room \"B\""})"},
-              again.out);
+              again.out)
+        << "stderr: " << (again.err.empty() ? std::string() : again.err.front());
 }
 
 TEST(OrvaneMib, RefusedSetAndMissingObjectExitWithOne)

@@ -4,6 +4,7 @@
 // DLL does not export it.
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -63,6 +64,8 @@ public:
     bool OnStep(double percent, unsigned long, va_list) override
     {
         if (m_draw) {
+            // A search's late wake-up reports past 100.
+            percent = std::min(percent, 100.0);
             const int marks = static_cast<int>(percent * 30 / 100);
             std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(marks, '#').c_str(),
                          std::string(30 - marks, '-').c_str(), static_cast<int>(percent));

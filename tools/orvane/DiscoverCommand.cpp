@@ -4,6 +4,7 @@
 // not export it.
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <string>
@@ -92,6 +93,8 @@ public:
     {
         if (m_progress) {
             std::lock_guard<std::mutex> lock(m_mutex);
+            // A late wake-up of the search's event thread reports past 100.
+            percent = std::min<unsigned char>(percent, 100);
             const int marks = percent * 30 / 100;
             std::fprintf(stderr, "\r[%s%s] %3u%%  %zu found", std::string(marks, '#').c_str(),
                          std::string(30 - marks, '-').c_str(), percent, m_devices.size());
