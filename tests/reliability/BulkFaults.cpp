@@ -11,13 +11,14 @@
 #include <vector>
 
 #include "api/BulkThreadSlots.h"
-#include "reliability/BulkPort.h"
+#include "doubles/ManualEvent.h"
 #include "orvane64_bulk.h"
 #include "peers/LoopbackPeer.h"
+#include "reliability/BulkPort.h"
 #include "reliability/FaultRow.h"
-#include "reliability/Signal.h"
 
 using Orvane::BulkThreadSlots;
+using doubles::ManualEvent;
 using peers::LoopbackPeer;
 using peers::PeerSocket;
 
@@ -61,7 +62,7 @@ Outcome OnBulk(LoopbackPeer::Session session, Act act)
 // the stream connect again.
 Outcome DeviceResetsMidRead()
 {
-    Signal reading;
+    ManualEvent reading;
     return OnBulk(
         [&reading](PeerSocket& s) {
             if (reading.Wait()) {
@@ -70,7 +71,7 @@ Outcome DeviceResetsMidRead()
         },
         [&reading](Outcome& o, RunLog& log) {
             o.Check(OpenBulk(BulkPortOfTheProgram().Name()) == 1, "the channel did not open");
-            Signal stop;
+            ManualEvent stop;
             std::thread watcher([&] {
                 while (!stop.Wait(5)) {
                     const std::vector<std::wstring> lines = log.Lines();

@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "doubles/ManualEvent.h"
 #include "doubles/ModuleLogFile.h"
 #include "doubles/ScriptedProgress.h"
 #include "http/CHTTPClient.h"
@@ -17,9 +18,9 @@
 #include "logging/LogModules.h"
 #include "peers/ClosedPort.h"
 #include "reliability/FaultRow.h"
-#include "reliability/Signal.h"
 
 using namespace QVIOStack;
+using doubles::ManualEvent;
 using doubles::ScriptedProgress;
 using peers::LoopbackPeer;
 using peers::PeerSocket;
@@ -28,7 +29,7 @@ namespace reliability {
 namespace {
 
 // A device that resets its connection once the test says so.
-LoopbackPeer::Session ResetWhen(Signal& signal)
+LoopbackPeer::Session ResetWhen(ManualEvent& signal)
 {
     return [&signal](PeerSocket& s) {
         signal.Wait();
@@ -57,7 +58,7 @@ Outcome OnConnectionTo(const std::wstring& target, Act act)
 // object's first call comes once the read is pending.
 Outcome PeerResetMidRead()
 {
-    Signal reset;
+    ManualEvent reset;
     LoopbackPeer peer(ResetWhen(reset));
     Outcome outcome = OnConnectionTo(peer.ServiceAddress(), [&](CIOCommon& connection, Outcome& o) {
         o.Check(connection.Open(nullptr) == 0, "the connection did not open");
@@ -80,7 +81,7 @@ Outcome PeerResetMidRead()
 // resets the connection while the write waits.
 Outcome PeerResetMidWrite()
 {
-    Signal reset;
+    ManualEvent reset;
     LoopbackPeer peer(ResetWhen(reset));
     return OnConnectionTo(peer.ServiceAddress(), [&](CIOCommon& connection, Outcome& o) {
         o.Check(connection.Open(nullptr) == 0, "the connection did not open");

@@ -11,6 +11,7 @@
 #include "api/QVUSBNotifier.h"
 #include "api/USBDeviceManager.h"
 #include "api/VarloNotifier.h"
+#include "doubles/ManualEvent.h"
 
 using namespace QVDeviceManager;
 using Orvane::Notifier;
@@ -66,17 +67,7 @@ private:
     QVUSBAddress* m_address = nullptr;
 };
 
-class Event {
-public:
-    Event() : m_handle(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-    ~Event() { CloseHandle(m_handle); }
-    Event(const Event&) = delete;
-    Event& operator=(const Event&) = delete;
-    HANDLE Handle() const { return m_handle; }
-
-private:
-    HANDLE m_handle;
-};
+using Event = doubles::ManualEvent;
 
 using UsbAddressNotifier = UsbFixture;
 

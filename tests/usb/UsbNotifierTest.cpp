@@ -11,6 +11,7 @@
 #include "UsbFixture.h"
 #include "api/QVUSBNotifier.h"
 #include "doubles/ApiOverride.h"
+#include "doubles/ManualEvent.h"
 #include "doubles/ModuleLogFile.h"
 #include "winapi/CKernelApi.h"
 
@@ -115,18 +116,7 @@ private:
     std::unique_ptr<doubles::ModuleLogFile> m_notifierLog;
 };
 
-class Event {
-public:
-    Event() : m_handle(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-    ~Event() { CloseHandle(m_handle); }
-    Event(const Event&) = delete;
-    Event& operator=(const Event&) = delete;
-    HANDLE Handle() const { return m_handle; }
-    bool IsSet() const { return WaitForSingleObject(m_handle, 0) == WAIT_OBJECT_0; }
-
-private:
-    HANDLE m_handle;
-};
+using Event = doubles::ManualEvent;
 
 TEST_F(UsbNotifier, SwitchingOffWhenNothingRunsFailsAndAfterACancelledPollSucceeds)
 {
